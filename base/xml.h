@@ -1,0 +1,58 @@
+#ifndef VESK_BASE_XML_H
+#define VESK_BASE_XML_H
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include <libxml/tree.h>
+
+namespace vesk {
+
+struct free_xml_doc {
+    void operator()(xmlDoc *document) const { xmlFreeDoc(document); }
+};
+using xml_doc = std::unique_ptr<xmlDoc, free_xml_doc>;
+
+enum class dtd { allow, refuse };
+
+/** More attributes than this in one tag are refused: libxml2 compares them pairwise. */
+constexpr unsigned max_attributes = 64;
+
+/**
+ * Parses a document: without network, without replacing entities, without libxml2's own messages
+ * and within its ordinary limits. Null for what is not well-formed or over a limit.
+ */
+xml_doc parse_xml(std::string_view text, dtd policy);
+
+/** Whether no tag of the text has more than max_attributes attributes. */
+bool has_few_attributes(std::string_view text);
+
+/** The content of node when it is a text or CDATA node, else null. */
+const char *text_of(const xmlNode *node);
+
+/** The text of an element: that of its first child when it is text, else null. */
+const char *content_of(const xmlNode *element);
+
+/** The value of an element's attribute, "" for an empty one, null when there is none. */
+const char *attribute_of(const xmlNode *element, const char *name);
+
+/** The name of a node; CDATA has none in the tree and is called "#cdata-section". */
+const char *name_of(const xmlNode *node);
+
+bool is_element(const xmlNode *node);
+
+/**
+ * Appends value as element text or as attribute value, exactly as libxml2 writes it into a document
+ * without an encoding: plain ASCII with references for everything else. A byte that XML 1.0 cannot
+ * hold becomes U+FFFD; the result says whether there was one.
+ */
+bool append_text(std::string &out, std::string_view value);
+bool append_attribute(std::string &out, std::string_view value);
+
+/** What value reads back as once it was written: the same, with U+FFFD for what XML cannot hold. */
+std::string readable_back(std::string_view value);
+
+} // namespace vesk
+
+#endif

@@ -1,0 +1,16 @@
+# /usr/sbin/vesk, the headers, and what a plug-in build looks for: vesk.pc and a CMake package.
+include(CMakePackageConfigHelpers)
+
+install(TARGETS vesk DESTINATION sbin)
+install(DIRECTORY include/vesk include/eloop DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+
+configure_file(cmake/vesk.pc.in vesk.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/vesk.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+configure_package_config_file(cmake/vesk-config.cmake.in vesk-config.cmake
+                              INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vesk
+                              PATH_VARS CMAKE_INSTALL_INCLUDEDIR)
+write_basic_package_version_file(vesk-config-version.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/vesk-config.cmake
+              ${PROJECT_BINARY_DIR}/vesk-config-version.cmake
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vesk)

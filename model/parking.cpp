@@ -1,0 +1,60 @@
+#include "model/parking.h"
+
+#include <utility>
+
+#include "model/instance.h"
+#include "model/instances.h"
+
+namespace vesk {
+namespace {
+
+unsigned busy = 0;
+vesk_instance *parked_instances = nullptr;
+vesk_instances *parked_collections = nullptr;
+
+} // namespace
+
+busy_scope::busy_scope() noexcept
+{
+    ++busy;
+}
+
+busy_scope::~busy_scope()
+{
+    if (--busy > 0) return;
+    // Collections first: one that owns no instances may still refer to parked ones.
+    while (vesk_instances *instances = parked_collections) {
+        parked_collections = instances->next_parked;
+        free_instances(instances, instances->parked_with_instances);
+    }
+    while (vesk_instance *instance = parked_instances) {
+        parked_instances = instance->next_parked;
+        delete instance;
+    }
+}
+
+unsigned busy_scope::depth()
+{
+    return busy;
+}
+
+void free_or_park(vesk_instance *instance) noexcept
+{
+    if (busy == 0) {
+        delete instance;
+        return;
+    }
+    instance->next_parked = std::exchange(parked_instances, instance);
+}
+
+void free_or_park(vesk_instances *instances, bool with_instances) noexcept
+{
+    if (busy == 0) {
+        free_instances(instances, with_instances);
+        return;
+    }
+    instances->parked_with_instances = with_instances;
+    instances->next_parked = std::exchange(parked_collections, instances);
+}
+
+} // namespace vesk

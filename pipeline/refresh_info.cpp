@@ -1,0 +1,184 @@
+#include "vesk/refresh_info.h"
+
+#include "pipeline/refresh_info.h"
+
+#include "base/or_on_oom.h"
+#include "model/instance.h"
+
+namespace {
+
+using vesk::class_selection;
+using vesk::property_selection;
+
+/**
+ * Has what(selection) say what is wanted of an instance. What is new is built aside and entered
+ * last, so that nothing has changed when memory runs out: then std::bad_alloc.
+ */
+template <typename What>
+void want(vesk_refresh_info &info, const char *class_name, const char *instance_name, What &&what)
+{
+    class_selection *entry = info.classes.get(class_name);
+    if (property_selection *known = entry ? entry->find(instance_name) : nullptr) {
+        what(*known);
+        return;
+    }
+    auto selection = std::make_unique<property_selection>();
+    what(*selection);
+    auto new_entry = entry ? nullptr : std::make_unique<class_selection>();
+    class_selection &target = entry ? *entry : *new_entry;
+    if (!instance_name) {
+        target.every = std::move(selection);
+    } else if (target.named) {
+        target.named->insert(instance_name, selection);
+    } else {
+        auto named = std::make_unique<vesk::owned_map<property_selection>>(8);
+        named->insert(instance_name, selection);
+        target.named = std::move(named);
+    }
+    if (new_entry) info.classes.insert(class_name, new_entry);
+}
+
+void want_property(property_selection &selection, const char *property)
+{
+    if (selection.all) return;
+    if (selection.names) {
+        selection.names->insert(property);
+        return;
+    }
+    auto names = std::make_unique<vesk::name_set>(4);
+    names->insert(property);
+    selection.names = std::move(names);
+}
+
+/** The entry that covers an instance: a selection of an abstract class covers its subclasses. */
+const class_selection *entry_of(const vesk_refresh_info &info, const vesk_instance &instance)
+{
+    const vesk_class *cls = instance.cls;
+    if (cls->superclass_name) return info.classes.get(cls->superclass_name->c_str());
+    return info.classes.get(cls->name.c_str());
+}
+
+void print_selection(const property_selection &selection, FILE *stream)
+{
+    std::fputs("Properties:", stream);
+    if (selection.all) {
+        std::fputs(" All.\n", stream);
+    } else if (selection.names) {
+        for (auto [name, mark] : *selection.names)
+            std::fprintf(stream, " %s", name);
+        std::fputs(".\n", stream);
+    } else {
+        std::fputs(" None.\n", stream);
+    }
+}
+
+} // namespace
+
+vesk_refresh_info *vesk_refresh_info_new(vesk_instances *instances)
+{
+    return vesk::or_on_oom<vesk_refresh_info *>(nullptr,
+                                                [&] { return new vesk_refresh_info{instances}; });
+}
+
+int vesk_refresh_info_add_instance(vesk_refresh_info *info, const char *class_name,
+                                   const char *instance_name)
+{
+    if (!info || !class_name) return 1;
+    return vesk::or_on_oom(1, [&] {
+        want(*info, class_name, instance_name, [](property_selection &) {});
+        return 0;
+    });
+}
+
+int vesk_refresh_info_add_all_properties(vesk_refresh_info *info, const char *class_name,
+                                         const char *instance_name)
+{
+    if (!info || !class_name) return 1;
+    return vesk::or_on_oom(1, [&] {
+        want(*info, class_name, instance_name, [](property_selection &s) { s.all = true; });
+        return 0;
+    });
+}
+
+int vesk_refresh_info_add_property(vesk_refresh_info *info, const char *class_name,
+                                   const char *instance_name, const char *property)
+{
+    if (!info || !class_name || !property) return 1;
+    return vesk::or_on_oom(1, [&] {
+        const class_selection *entry = info->classes.get(class_name);
+        const bool everything = entry && entry->every && entry->every->all;
+        want(*info, class_name, instance_name, [&](property_selection &selection) {
+            if (!everything) want_property(selection, property);
+        });
+        return 0;
+    });
+}
+
+int vesk_refresh_info_contains_class(const vesk_refresh_info *info, const char *class_name)
+{
+    if (!info) return 1;
+    return class_name && info->classes.get(class_name) != nullptr;
+}
+
+int vesk_refresh_info_contains_instance(const vesk_refresh_info *info,
+                                        const vesk_instance *instance)
+{
+    if (!info || !instance) return 0;
+    const class_selection *entry = entry_of(*info, *instance);
+    if (!entry) return 0;
+    return entry->every || (instance->name && entry->find(instance->name.get()));
+}
+
+int vesk_refresh_info_contains_property(const vesk_refresh_info *info,
+                                        const vesk_instance *instance, const char *property)
+{
+    if (!info || !instance || !property) return 0;
+    const class_selection *entry = entry_of(*info, *instance);
+    if (!entry) return 0;
+    if (entry->every && entry->every->contains(property)) return 1;
+    const property_selection *own = instance->name ? entry->find(instance->name.get()) : nullptr;
+    return own && own->contains(property);
+}
+
+vesk_instances *vesk_refresh_info_get_instances(const vesk_refresh_info *info)
+{
+    return info ? info->instances : nullptr;
+}
+
+void *vesk_refresh_info_get_data(const vesk_refresh_info *info)
+{
+    return info ? info->data : nullptr;
+}
+
+void vesk_refresh_info_set_data(vesk_refresh_info *info, void *data)
+{
+    if (info) info->data = data;
+}
+
+void vesk_refresh_info_print(const vesk_refresh_info *info, FILE *stream)
+{
+    std::fputs("Refresh info:\n", stream);
+    if (!info) {
+        std::fputs("  Null info.\n", stream);
+        return;
+    }
+    for (auto [class_name, entry] : info->classes) {
+        std::fprintf(stream, "  Class %s:\n", class_name);
+        if (entry->named) {
+            std::fputs("    Named instances:\n", stream);
+            for (auto [name, selection] : *entry->named) {
+                std::fprintf(stream, "      Instance %s: ", name);
+                print_selection(*selection, stream);
+            }
+        }
+        if (entry->every) {
+            std::fputs("    Every instance: ", stream);
+            print_selection(*entry->every, stream);
+        }
+    }
+}
+
+void vesk_refresh_info_delete(vesk_refresh_info *info)
+{
+    delete info;
+}

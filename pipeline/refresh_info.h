@@ -1,0 +1,50 @@
+#ifndef VESK_PIPELINE_REFRESH_INFO_H
+#define VESK_PIPELINE_REFRESH_INFO_H
+
+#include "base/name_map.h"
+#include "vesk/refresh_info.h"
+
+namespace vesk {
+
+/** Which properties are wanted; none at first. */
+struct property_selection {
+    bool all = false;
+    std::unique_ptr<name_set> names;
+
+    bool contains(const char *property) const
+    {
+        return all || (names && names->contains(property));
+    }
+};
+
+/** What is wanted of one class. */
+struct class_selection {
+    std::unique_ptr<owned_map<property_selection>> named;
+    std::unique_ptr<property_selection> every;
+
+    /** The selection for one instance, or for every one when name is null. */
+    property_selection *find(const char *name) const
+    {
+        if (!name) return every.get();
+        return named ? named->get(name) : nullptr;
+    }
+};
+
+} // namespace vesk
+
+struct vesk_refresh_info {
+    vesk_instances *instances;
+    vesk::owned_map<vesk::class_selection> classes{8};
+    void *data = nullptr;
+};
+
+namespace vesk {
+
+struct delete_refresh_info {
+    void operator()(vesk_refresh_info *info) const { vesk_refresh_info_delete(info); }
+};
+using refresh_info_ptr = std::unique_ptr<vesk_refresh_info, delete_refresh_info>;
+
+} // namespace vesk
+
+#endif

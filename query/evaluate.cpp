@@ -1,0 +1,280 @@
+#include "vesk/query.h"
+
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include "base/or_on_oom.h"
+#include "base/text.h"
+#include "base/xml.h"
+#include "core/log.h"
+#include "model/parking.h"
+#include "pipeline/actions.h"
+#include "pipeline/refresh_info.h"
+#include "query/limits.h"
+#include "query/operation.h"
+#include "query/origin.h"
+#include "vesk/config.h"
+#include "vesk/providers.h"
+
+// A request is evaluated twice: a collecting pass finds out which values it reads, the providers
+// bring these up to date, and a second pass answers it and makes its changes under a change set.
+
+unsigned vesk_query_transaction_number = 0;
+
+namespace vesk {
+namespace {
+
+bool external_updates_prohibited = false;
+unsigned nesting = 0;
+
+struct operation_kind {
+    const char *name;
+    operation_code code;
+    bool (*evaluate)(evaluation &);
+};
+
+constexpr operation_kind operations[] = {
+    {"select", operation_code::select, evaluate_select},
+    {"update", operation_code::update, evaluate_update},
+    {"delete", operation_code::remove, evaluate_delete},
+    {"insert", operation_code::insert, evaluate_insert},
+};
+
+const operation_kind *find_operation(const char *name)
+{
+    for (const operation_kind &kind : operations)
+        if (std::strcmp(kind.name, name) == 0) return &kind;
+    return nullptr;
+}
+
+bool is_named(const xmlNode *node, const char *name)
+{
+    return is_element(node) && std::strcmp(name_of(node), name) == 0;
+}
+
+/** Ends a request, or the pass, with an error outside any handler. */
+const xmlNode *end_early(evaluation &request, unsigned &errors)
+{
+    request.out->counts(++errors, 0);
+    return nullptr;
+}
+
+/** Where the next operation starts; the where that may stand between belongs to this one. */
+const xmlNode *take_where(evaluation &request, const xmlNode *operation)
+{
+    const xmlNode *sibling = operation->next;
+    request.where = sibling ? sibling->children : nullptr;
+    if (!sibling) return nullptr;
+    if (request.where && !is_named(sibling, "where")) {
+        request.where = nullptr;
+        return sibling;
+    }
+    return sibling->next;
+}
+
+/** Evaluates one operation; errors becomes its count. Where the next starts, null after an early
+ * end. */
+const xmlNode *evaluate_operation(evaluation &request, const xmlNode *operation, unsigned &errors)
+{
+    const operation_kind *kind =
+        is_element(operation) ? find_operation(name_of(operation)) : nullptr;
+    if (!kind) {
+        request.error(short_message_length, "Invalid operation \"%s\".", name_of(operation));
+        return end_early(request, errors);
+    }
+    request.operation = operation;
+    request.code = kind->code;
+    const xmlNode *element = operation->children;
+    if (!element) {
+        request.out->error("Incomplete lsql request.");
+        return end_early(request, errors);
+    }
+    if (!element->name) {
+        request.out->error("No class name.");
+        return end_early(request, errors);
+    }
+    request.class_name = name_of(element);
+    request.instance_name = attribute_of(element, "name");
+    request.properties = attribute_of(element, "properties");
+    request.first_property = is_element(element) ? element->children : nullptr;
+    const xmlNode *next = take_where(request, operation);
+    if (!request.passive) ++vesk_query_transaction_number;
+    request.errors = 0;
+    request.touched = 0;
+    const bool answered = kind->evaluate(request);
+    errors = request.errors;
+    if (answered) request.out->counts(request.errors, request.touched);
+    return next;
+}
+
+/** What a request edits: running itself, or in a write-transaction a copy of it. */
+struct edited {
+    explicit edited(bool in_transaction)
+        : transaction{in_transaction}, running{vesk_config_get_running()}
+    {
+        if (!running) return;
+        if (transaction) copy.reset(copy_whole(*running));
+        changes.reset(vesk_changes_new(target()));
+        if (!changes) throw std::bad_alloc{};
+    }
+
+    vesk_instances *target() const { return transaction ? copy.get() : running; }
+
+    bool transaction;
+    vesk_instances *running;
+    full_instances_ptr copy;
+    changes_ptr changes; // follows the target: goes first
+};
+
+void aim(evaluation &request, const edited &what)
+{
+    request.target = what.target();
+    request.changes = what.changes.get();
+}
+
+/** The collecting pass; false when it found the request at fault. Then come the providers. */
+bool collect_and_refresh(evaluation &request, const xmlNode *first)
+{
+    const refresh_info_ptr refresh{vesk_refresh_info_new(request.target)};
+    if (!refresh) throw std::bad_alloc{};
+    request.refresh = refresh.get();
+    unsigned errors = 0;
+    for (const xmlNode *next = first; next;)
+        next = evaluate_operation(request, next, errors);
+    request.refresh = nullptr;
+    if (errors > 0) return false;
+    vesk_providers_refresh(refresh.get());
+    return true;
+}
+
+/** Makes the changes known: a transaction's copy becomes running, and the providers apply them. */
+void install(const evaluation &request, edited &what)
+{
+    if (!what.running) return;
+    if (what.changes->incomplete) throw std::bad_alloc{};
+    if (what.transaction) vesk_config_replace_running(what.copy.release());
+    if (what.transaction || request.code != operation_code::select)
+        vesk_providers_commit(request.target, request.changes, nullptr);
+}
+
+void evaluate_sequence(evaluation &request, result &out, const xmlNode *root)
+{
+    const bool transaction = is_named(root->children, "write-transaction");
+    const xmlNode *first = transaction ? root->children->children : root->children;
+    auto what = std::make_unique<edited>(transaction);
+    aim(request, *what);
+    if (!collect_and_refresh(request, first)) return;
+    if (what->running != vesk_config_get_running()) {
+        // A provider replaced the configuration while it refreshed: that one is to be edited.
+        what = std::make_unique<edited>(transaction);
+        aim(request, *what);
+    }
+    out = result{};
+    unsigned errors = 0;
+    for (const xmlNode *next = first; next && errors == 0;)
+        next = evaluate_operation(request, next, errors);
+    if (errors == 0 && !request.passive) install(request, *what);
+}
+
+/** Evaluates a parsed request whose root is to be "lsql". */
+std::string evaluate(const xmlDoc &document, const xmlNode *root, bool passive)
+{
+    const busy_scope busy;
+    result out;
+    evaluation request;
+    request.document = &document;
+    request.passive = passive;
+    request.out = &out;
+    const auto refuse = [&](const char *message) {
+        out.error(message);
+        out.counts(1, 0);
+        return out.text();
+    };
+    if (!is_named(root, "lsql")) return refuse("Top level name is not lsql.");
+    set_origin(attribute_of(root, "origin"));
+    if (external_updates_prohibited && vesk_query_origin)
+        return refuse("External updates are prohibited.");
+    if (!root->children) return refuse("Incomplete lsql request.");
+    evaluate_sequence(request, out, root);
+    return out.text();
+}
+
+bool is_dumped(bool passive)
+{
+    return vesk_debug_get() >= (passive ? 2 : 1);
+}
+
+char *evaluate_document(xmlDoc &document, bool passive)
+{
+    const xmlNode *root = xmlDocGetRootElement(&document);
+    if (is_named(root, "get_conf")) return vesk_config_get_startup_as_xml();
+    const char *kind = passive ? " (passive)" : "";
+    if (is_dumped(passive)) {
+        vesk_debug_printf("LSQL query%s:\n", kind);
+        xmlDocDump(vesk_debug_get_stream(), &document);
+    }
+    const std::string text = evaluate(document, root, passive);
+    if (is_dumped(passive)) {
+        vesk_debug_printf("LSQL result%s:\n", kind);
+        continue_log_line("%s", text.c_str());
+    }
+    return malloc_copy(text);
+}
+
+/** Counts the evaluations under way. */
+struct nested {
+    nested() { ++nesting; }
+    ~nested() { --nesting; }
+    nested(const nested &) = delete;
+    nested &operator=(const nested &) = delete;
+};
+
+char *eval(const char *text, bool passive)
+{
+    if (!text) return none("Null request.\n");
+    if (nesting >= max_nesting) {
+        vesk_debug_eprintf("LSQL request is nested deeper than %u: refused.\n", max_nesting);
+        return nullptr;
+    }
+    const nested counted;
+    // An outer request gets its origin back; after the outermost the last origin stays.
+    const auto outer = nesting > 1 ? std::make_unique<keep_origin>() : nullptr;
+    const xml_doc document = parse_xml(text, dtd::refuse);
+    if (!document) {
+        vesk_debug_eprintf("Invalid LSQL request: %s\n", text);
+        return nullptr;
+    }
+    return evaluate_document(*document, passive);
+}
+
+} // namespace
+} // namespace vesk
+
+char *vesk_query_eval(const char *request)
+{
+    return vesk::or_on_oom<char *>(nullptr, [&] { return vesk::eval(request, false); });
+}
+
+char *vesk_query_eval_passive(const char *request)
+{
+    return vesk::or_on_oom<char *>(nullptr, [&] { return vesk::eval(request, true); });
+}
+
+void vesk_query_action(const char *provider, const char *action, const char *class_name,
+                       const char *instance_name)
+{
+    vesk_instances *running = vesk_config_get_running();
+    if (!running) return;
+    const vesk::busy_scope busy;
+    const vesk::changes_ptr changes{vesk_changes_new(running)};
+    const vesk::actions_ptr actions{vesk_actions_new()};
+    if (!changes || !actions) return;
+    vesk_actions_add(actions.get(), provider, action, class_name, instance_name);
+    vesk_providers_commit(running, changes.get(), nullptr); // on purpose without the action
+}
+
+void vesk_query_disable_external_updates(void)
+{
+    vesk::external_updates_prohibited = true;
+}

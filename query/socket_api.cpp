@@ -1,0 +1,48 @@
+#include "vesk/query.h"
+
+#include "query/connection.h"
+#include "query/limits.h"
+#include "query/serve.h"
+#include "vesk/socket.h"
+
+namespace {
+
+constexpr unsigned abstract_name = 1;
+constexpr size_t header_size = 4; // the length
+
+vesk::progress input(vesk::connection &c)
+{
+    if (c.input().size() < header_size)
+        return c.at_end() ? vesk::progress::close : vesk::progress::wait;
+    const uint32_t length = vesk::number_at(c, 0);
+    if (length == 0) return vesk::progress::close;
+    switch (vesk::look_at_body(c, header_size, length)) {
+    case vesk::body::incomplete:
+        return vesk::progress::wait;
+    case vesk::body::refused:
+        return vesk::progress::abort;
+    case vesk::body::complete:
+        break;
+    }
+    vesk::answer(c, c.input().substr(header_size), "");
+    return vesk::progress::close;
+}
+
+constexpr vesk::protocol socket_api_protocol = {
+    .accept_failed = "do_sockapi accept",
+    .max_connections = vesk::max_local_clients,
+    .evicts_oldest = true,
+    .reads_while_writing = false,
+    .input = input,
+    .opened = nullptr,
+    .closed = nullptr,
+    .full = nullptr,
+};
+
+} // namespace
+
+int vesk_socket_api_init(void)
+{
+    static auto &server = *new vesk::server{socket_api_protocol};
+    return server.listen(vesk_socket_get_unix("vesk_sock_lsql", abstract_name)) ? 0 : 1;
+}

@@ -1,0 +1,36 @@
+#include "query/operation.h"
+
+#include <new>
+
+#include "vesk/classes.h"
+
+namespace vesk {
+namespace {
+
+bool update_instance(evaluation &request, vesk_instance &instance)
+{
+    if (vesk_changes_instance_updated(request.changes, &instance) != 0) throw std::bad_alloc{};
+    for (const xmlNode *p = request.first_property; p; p = p->next)
+        if (!set_from_element(request, instance, *p, setting::existing_instance)) return false;
+    ++request.touched;
+    return true;
+}
+
+} // namespace
+
+bool evaluate_update(evaluation &request)
+{
+    if (!vesk_classes_get(request.class_name)) {
+        request.error(message_length, "Unknown class \"%s\".", request.class_name);
+        return true;
+    }
+    if (request.is_collecting()) {
+        collect_where(request);
+        return false;
+    }
+    for_each_match(request,
+                   [&](vesk_instance &instance) { return update_instance(request, instance); });
+    return true;
+}
+
+} // namespace vesk
