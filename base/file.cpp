@@ -11,7 +11,7 @@
 namespace vesk {
 namespace {
 
-constexpr size_t block = 64 * 1024;
+constexpr size_t block = size_t{64} * 1024;
 
 /** The file that path leads to: through symbolic links when it exists, else as it is named. */
 std::string resolved(const char *path)

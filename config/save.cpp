@@ -26,12 +26,13 @@ namespace {
 /** Calls visit(class, instance) for what is saved, in the order of the file. */
 template <typename Visit> void for_each_saved(const vesk_instances &instances, Visit &&visit)
 {
-    for (auto [class_name, cls] : vesk::classes()) {
-        if (!cls->persistence || cls->superclass_name) continue;
+    for (const auto &entry : vesk::classes()) {
+        const vesk_class &cls = *entry.value;
+        if (!cls.persistence || cls.superclass_name) continue;
         const vesk::iterator_ptr iterator{
-            vesk_instances_new_class_iterator(&instances, class_name)};
+            vesk_instances_new_class_iterator(&instances, cls.name.c_str())};
         if (!iterator) throw std::bad_alloc{};
-        vesk::walk(iterator, [&](const vesk_instance &instance) { visit(*cls, instance); });
+        vesk::walk(iterator, [&](const vesk_instance &instance) { visit(cls, instance); });
     }
 }
 

@@ -35,10 +35,8 @@ int vesk_instances_anonymous_remove(vesk_instances_class *store, vesk_instance *
 
 void vesk_instances_anonymous_remove_all(vesk_instances_class *store)
 {
-    while (vesk::instance_node *node = store->nodes.first) {
-        store->nodes.unlink(node);
+    while (const vesk::instance_node *node = store->nodes.take_first())
         delete node;
-    }
 }
 
 void vesk_instances_anonymous_delete_all(vesk_instances_class *store)

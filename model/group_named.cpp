@@ -62,12 +62,11 @@ int vesk_instances_group_named_remove(vesk_instances_class *store, vesk_instance
 
 void vesk_instances_group_named_remove_all(vesk_instances_class *store)
 {
-    while (instance_group *group = store->group_order.first) {
-        while (instance_node *node = group->members.first) {
-            group->members.unlink(node);
+    store->groups.clear();
+    while (instance_group *group = store->group_order.take_first()) {
+        while (const instance_node *node = group->members.take_first())
             delete node;
-        }
-        drop_group(*store, group);
+        delete group;
     }
 }
 

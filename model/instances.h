@@ -19,6 +19,16 @@ template <typename T> struct linked {
         last = element;
     }
 
+    /** Unlinks the first element; null when there is none. */
+    T *take_first()
+    {
+        T *taken = first;
+        if (!taken) return nullptr;
+        first = taken->next;
+        (first ? first->previous : last) = nullptr;
+        return taken;
+    }
+
     void unlink(T *element)
     {
         (element->previous ? element->previous->next : first) = element->next;

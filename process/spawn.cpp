@@ -66,7 +66,8 @@ void redirect(int null_fd, bool silent)
     if (silent) {
         if (null_fd != STDOUT_FILENO) close(STDOUT_FILENO);
         if (null_fd != STDERR_FILENO) close(STDERR_FILENO);
-        if (dup(null_fd) < 0 || dup(null_fd) < 0) return;
+        for (int copies = 0; copies < 2; ++copies)
+            if (dup(null_fd) < 0) return;
     }
     if (null_fd > STDERR_FILENO) close(null_fd);
 }
