@@ -1,0 +1,44 @@
+"""What the README shows is true: its plug-in compiles and works, its requests are answered so."""
+
+import os
+import re
+import subprocess
+from pathlib import Path
+
+import pytest
+
+from support import PLUGIN_DIR, Daemon, lsql, read, write_config
+
+ROOT = Path(__file__).resolve().parents[2]
+README = (ROOT / "README.md").read_text()
+
+
+def blocks(language):
+    return re.findall(rf"```{language}\n(.*?)```", README, re.DOTALL)
+
+
+def test_the_plug_in_compiles_and_applies_its_setting(tmp_path):
+    (tmp_path / "banner.c").write_text(blocks("c")[0])
+    command = re.search(r"^    (cc .*)$", README, re.MULTILINE)[1]
+    sanitize = ["-Wall", "-Wextra", "-Werror"]
+    subprocess.run([*command.replace("-I include", f"-I {ROOT}/include").split(), *sanitize],
+                   cwd=tmp_path, check=True)
+    (PLUGIN_DIR / "banner.so").write_bytes((tmp_path / "banner.so").read_bytes())
+    write_config('<config><banner><greeting>Welcome</greeting></banner></config>')
+    Daemon()
+    assert read("/etc/motd") == "Welcome\n"
+    lsql("<lsql><update><banner><greeting>Good morning</greeting></banner></update></lsql>")
+    assert read("/etc/motd") == "Good morning\n"
+
+
+def test_the_session_is_answered_as_shown():
+    reference = Path(os.environ["VESK_BINARY"]).parent / "reference/plugins"
+    if not reference.is_dir():
+        pytest.fail(f"{reference} was not built")
+    for plugin in reference.glob("*.so"):
+        (PLUGIN_DIR / plugin.name).write_bytes(plugin.read_bytes())
+    write_config((ROOT / "reference/config.xml").read_text())
+    Daemon()
+    select, answer, transaction = blocks("xml")[:3]
+    assert lsql(select.strip()) == answer
+    assert lsql(transaction.strip()).count("<rc>0</rc>") == 2
