@@ -141,8 +141,7 @@ def initialized():
 
 
 def answers():
-    """Whether the event loop runs. Before that, a SIGTERM may meet the daemon while it has not
-    caught that signal, as it does not around the start of a service."""
+    """Whether the event loop runs, so that the start is over and the services are started."""
     try:
         return inform("object=") == "ERR no handler\n"
     except ConnectionRefusedError:
