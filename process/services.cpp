@@ -112,6 +112,35 @@ int stop(service &s, int sig, int timeout_us)
     return -1;
 }
 
+void log_1_from_signal(std::initializer_list<const char *> texts)
+{
+    if (vesk_debug_get() == 0) return;
+    log_from_signal({"vesk: "});
+    log_from_signal(texts);
+}
+
+/** stop() for a handler that a signal runs directly, with the same lines in the log. */
+int stop_from_signal(service &s, int sig, int timeout_us)
+{
+    const decimal number{sig};
+    const decimal pid{s.pid};
+    const char *name = s.name.c_str();
+    log_1_from_signal(
+        {"Sending signal ", number.text(), " to service ", name, " with pid ", pid.text(), ".\n"});
+    s.state = service_stopping;
+    if (vesk_process_no_actions) {
+        log_1_from_signal({"(no actions)\n"});
+        s.state = service_stopped;
+        return 0;
+    }
+    if (!can_be_signalled(s)) return 1;
+    kill(s.pid, sig);
+    if (wait_for_end(s, timeout_us)) return 1;
+    log_1_from_signal({"Timeout while sending signal ", number.text(), " to service ", name,
+                       " with pid ", pid.text(), ".\n"});
+    return -1;
+}
+
 /** The state letter in the first line of a process's stat file, or 0. */
 char process_state(pid_t pid)
 {
@@ -159,15 +188,9 @@ void shut_down_from_signal() noexcept
 {
     for (service *s = services().first; s; s = s->next) {
         if (s->state != service_running) continue;
-        if (vesk_debug_get() != 0)
-            log_from_signal({"vesk: Stopping ", s->name.c_str(), " (",
-                             decimal{static_cast<long>(s->pid)}.text(), ")...\n"});
-        s->state = service_stopping;
-        if (vesk_process_no_actions || !can_be_signalled(*s)) continue;
-        kill(s->pid, SIGTERM);
-        if (wait_for_end(*s, term_patience_us)) continue;
-        kill(s->pid, SIGKILL);
-        wait_for_end(*s, kill_patience_us);
+        log_1_from_signal({"Stopping ", s->name.c_str(), " (", decimal{s->pid}.text(), ")...\n"});
+        if (stop_from_signal(*s, SIGTERM, term_patience_us) == -1)
+            stop_from_signal(*s, SIGKILL, kill_patience_us);
     }
 }
 

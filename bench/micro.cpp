@@ -1,0 +1,88 @@
+#include "bench/micro.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <vector>
+
+#include "config/paths.h"
+#include "core/log.h"
+#include "vesk/vesk.h"
+
+// The parts of the daemon, called directly.
+//
+//   micro [--benchmark_OPTION]... DIR [OBJECTS]...
+//
+// DIR holds config-OBJECTS.xml for each number of objects; without any: all four.
+
+namespace vesk::bench {
+namespace {
+
+const char *directory = nullptr;
+
+void use_startup_file(size_t objects)
+{
+    paths().startup = config_file(objects).c_str();
+    if (vesk_config_copy_startup_to_running() == 0) return;
+    std::fprintf(stderr, "micro: cannot load %s\n", paths().startup);
+    std::exit(1);
+}
+
+/** Makes the daemon's registries, as it does at its start. */
+void start_up()
+{
+    exchange_log_stream(std::fopen("/dev/null", "w"));
+    vesk_providers_init();
+    vesk_plugin_init();
+    if (vesk_classes_done_adding() == 0 && vesk_providers_done_adding() == 0) return;
+    std::fputs("micro: the plug-in was refused\n", stderr);
+    std::exit(1);
+}
+
+void add_benchmarks(const std::vector<size_t> &sizes)
+{
+    add_instance_benchmarks();
+    for (const size_t objects : sizes) {
+        add_collection_benchmarks(objects);
+        add_query_benchmarks(objects);
+        add_config_benchmarks(objects);
+    }
+}
+
+} // namespace
+
+const std::string &config_file(size_t objects)
+{
+    static auto &names = *new std::map<size_t, std::string>;
+    std::string &name = names[objects];
+    if (name.empty()) name = std::string{directory} + "/config-" + std::to_string(objects) + ".xml";
+    return name;
+}
+
+vesk_instances &world(size_t objects)
+{
+    static size_t loaded = 0;
+    if (loaded != objects) use_startup_file(objects);
+    loaded = objects;
+    return *vesk_config_get_running();
+}
+
+} // namespace vesk::bench
+
+int main(int argc, char *argv[])
+{
+    benchmark::Initialize(&argc, argv);
+    if (argc < 2) {
+        std::fputs("usage: micro [--benchmark_OPTION]... DIR [OBJECTS]...\n", stderr);
+        return 2;
+    }
+    vesk::bench::directory = argv[1];
+    std::vector<size_t> sizes;
+    for (int i = 2; i < argc; ++i)
+        sizes.push_back(std::strtoul(argv[i], nullptr, 10));
+    if (sizes.empty()) sizes = {100, 1'000, 10'000, 100'000};
+    vesk::bench::start_up();
+    vesk::bench::add_benchmarks(sizes);
+    benchmark::RunSpecifiedBenchmarks();
+    return 0;
+}
