@@ -18,7 +18,9 @@ constexpr unsigned replacement_character = 0xFFFD;
 
 void refuse_dtd(void *context, const xmlChar *, const xmlChar *, const xmlChar *)
 {
-    xmlStopParser(static_cast<xmlParserCtxt *>(context));
+    auto *parser = static_cast<xmlParserCtxt *>(context);
+    xmlStopParser(parser);
+    parser->wellFormed = 0; // a stopped parser would still hand out what it has
 }
 
 void ignore_error(void *, const char *, ...) {}
@@ -134,7 +136,6 @@ xml_doc parse_xml(std::string_view text, dtd policy)
     xml_doc document{xmlCtxtReadMemory(context.get(), text.data(), static_cast<int>(text.size()),
                                        nullptr, nullptr, parse_options)};
     if (context->errNo == XML_ERR_NO_MEMORY) throw std::bad_alloc{};
-    if (policy == dtd::refuse && document && document->intSubset) return nullptr;
     return document;
 }
 

@@ -103,7 +103,7 @@ void add_to_running(vesk_instances &running, vesk_changes &changes, instance_ptr
     if (!vesk::add_instance(running, *instance)) {
         const char *name = instance->name.get();
         vesk_debug_eprintf("Couldn't add instance \"%s\" of class \"%s\". Skipping instance.\n",
-                           name ? name : "", instance->cls->name.c_str());
+                           name ? name : "(null)", instance->cls->name.c_str());
         return;
     }
     record_inserted(changes, *instance.release());
@@ -119,7 +119,7 @@ void load_instance(const xmlDoc &document, const xmlNode &element, vesk_instance
     instance_ptr instance{vesk::make_instance(*cls, name)};
     if (!instance) {
         vesk_debug_eprintf("Bad instance name \"%s\" of class \"%s\"- skipping.\n",
-                           name ? name : "", class_name);
+                           name ? name : "(null)", class_name);
         return;
     }
     for (const xmlNode *child = element.children; child; child = child->next)

@@ -151,7 +151,8 @@ bool save_config(const char *path, const vesk_instances &instances)
         });
     });
     if (!failure) return true;
-    error("Can't save %s: %s: %s.\n", path, failure.step, std::strerror(failure.error));
+    error("Can't save %s: %s%s%s.\n", path, failure.step, failure.error ? ": " : "",
+          failure.error ? std::strerror(failure.error) : "");
     return false;
 }
 

@@ -4,7 +4,6 @@
 #include <memory>
 #include <new>
 
-#include "base/or_on_oom.h"
 #include "base/text.h"
 #include "base/xml.h"
 #include "core/log.h"
@@ -248,17 +247,27 @@ char *eval(const char *text, bool passive)
     return evaluate_document(*document, passive);
 }
 
+char *eval_or_report(const char *text, bool passive)
+{
+    try {
+        return eval(text, passive);
+    } catch (const std::bad_alloc &) {
+        vesk_debug_eprintf("LSQL request dropped: out of memory.\n");
+        return nullptr;
+    }
+}
+
 } // namespace
 } // namespace vesk
 
 char *vesk_query_eval(const char *request)
 {
-    return vesk::or_on_oom<char *>(nullptr, [&] { return vesk::eval(request, false); });
+    return vesk::eval_or_report(request, false);
 }
 
 char *vesk_query_eval_passive(const char *request)
 {
-    return vesk::or_on_oom<char *>(nullptr, [&] { return vesk::eval(request, true); });
+    return vesk::eval_or_report(request, true);
 }
 
 void vesk_query_action(const char *provider, const char *action, const char *class_name,

@@ -27,7 +27,7 @@ bool add_to_target(evaluation &request, instance_ptr instance)
     if (!request.target || !add_instance(*request.target, *instance)) {
         const char *name = instance->name.get();
         request.error(message_length, "Couldn't add instance \"%s\" of class \"%s\".",
-                      name ? name : "", instance->cls->name.c_str());
+                      name ? name : "(null)", instance->cls->name.c_str());
         return false;
     }
     if (vesk_changes_instance_inserted(request.changes, instance.get()) != 0) {
@@ -49,7 +49,7 @@ bool insert_instance(evaluation &request, const xmlNode &element)
     const char *name = attribute_of(&element, "name");
     instance_ptr instance{make_instance(*cls, name)};
     if (!instance) {
-        request.error(message_length, "Bad instance name \"%s\" of class \"%s\".", name ? name : "",
+        request.error(message_length, "Bad instance name \"%s\" of class \"%s\".", name ? name : "(null)",
                       class_name);
         return false;
     }
