@@ -68,7 +68,8 @@ replace_failure sync_folder(const std::string &folder)
 {
     const unique_fd fd{open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
     if (!fd) return {"open folder", errno};
-    if (fsync(fd.get()) != 0) return {"fsync folder", errno};
+    // Some file systems cannot sync a folder; what could be done is done then.
+    if (fsync(fd.get()) != 0 && errno != EINVAL && errno != ENOTSUP) return {"fsync folder", errno};
     return {};
 }
 
@@ -132,6 +133,7 @@ unique_fd create_afresh(const char *path)
 replace_failure replace_file(const char *path, std::string_view text, const file_check &check)
 {
     const std::string target = resolved(path);
+    const std::string folder = folder_of(target); // now: behind the rename nothing may be missing
     temporary fresh{target + ".new"};
     unique_fd fd = create_afresh(fresh.path.c_str());
     if (!fd) {
@@ -142,11 +144,13 @@ replace_failure replace_file(const char *path, std::string_view text, const file
     if (const auto failure = write_synced(fd, text)) return failure;
     if (const auto failure = verify(fresh.path.c_str(), text, check)) return failure;
     if (rename(fresh.path.c_str(), target.c_str()) != 0) {
-        if (errno == EBUSY || errno == EXDEV) return write_in_place(target, text, check);
-        return {"rename", errno};
+        if (errno != EBUSY && errno != EXDEV) return {"rename", errno};
+        const auto failure = write_in_place(target, text, check);
+        fresh.kept = bool{failure}; // then it is the only whole copy
+        return failure;
     }
     fresh.kept = true;
-    return sync_folder(folder_of(target));
+    return sync_folder(folder);
 }
 
 } // namespace vesk

@@ -14,19 +14,36 @@ struct free_xml_doc {
 };
 using xml_doc = std::unique_ptr<xmlDoc, free_xml_doc>;
 
-enum class dtd { allow, refuse };
+/** Where a text comes from. A client's may be hostile: no DTD, no unusual encoding, few namespaces.
+ */
+enum class xml_source { file, client };
 
 /** More attributes than this in one tag are refused: libxml2 compares them pairwise. */
 constexpr unsigned max_attributes = 64;
 
+/** More namespace declarations than this are refused from a client: each name is looked up in all.
+ */
+constexpr unsigned max_namespaces = 64;
+
 /**
  * Parses a document: without network, without replacing entities, without libxml2's own messages
- * and within its ordinary limits. Null for what is not well-formed or over a limit.
+ * and within its ordinary limits. Null for what is not well-formed or over a limit. Throws
+ * std::bad_alloc whenever an allocation failed on the way: libxml2 itself does not always say so.
  */
-xml_doc parse_xml(std::string_view text, dtd policy);
+xml_doc parse_xml(std::string_view text, xml_source source);
+
+/** Whether a client's text is within the limits below; parse_xml() refuses any other. */
+bool is_within_limits(std::string_view text);
 
 /** Whether no tag of the text has more than max_attributes attributes. */
 bool has_few_attributes(std::string_view text);
+
+/** Whether the text declares at most max_namespaces namespaces. */
+bool has_few_namespaces(std::string_view text);
+
+/** Whether the text is in an encoding whose "<" is a "<": others would hide from the checks above.
+ */
+bool has_plain_encoding(std::string_view text);
 
 /** The content of node when it is a text or CDATA node, else null. */
 const char *text_of(const xmlNode *node);

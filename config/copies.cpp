@@ -12,6 +12,7 @@
 #include "base/or_on_oom.h"
 #include "base/text.h"
 #include "config/image.h"
+#include "config/running.h"
 #include "config/save.h"
 #include "core/log.h"
 #include "vesk/notify.h"
@@ -40,12 +41,13 @@ int init(vesk::config_paths &files)
     return 0;
 }
 
-/** The digest that md5sum wrote into a file, at most 32 characters of the first word. */
+/** The digest that md5sum wrote into a file: 32 hexadecimal characters. */
 bool read_digest(const char *path, std::string &digest)
 {
-    if (vesk::read_file(path, digest) != 0) return false;
-    digest.resize(std::min<size_t>(digest.find_first_of(" \t\n"), 32));
-    return true;
+    constexpr size_t digest_length = 32;
+    if (vesk::read_file(path, digest) != 0 || digest.size() < digest_length) return false;
+    digest.resize(digest_length);
+    return digest.find_first_not_of("0123456789abcdef") == digest.npos;
 }
 
 /** Writes the default image with the body and the digest that lie in the working files. */
@@ -67,7 +69,8 @@ int write_image(const vesk::config_paths &files, size_t length)
 int copy_running_to_default(const vesk::config_paths &files)
 {
     const vesk_instances *running = vesk_config_get_running();
-    if (!running) return vesk::error("Nothing was loaded: not saving over the default image.\n");
+    if (!running || vesk::is_loading())
+        return vesk::error("Nothing was loaded: not saving over the default image.\n");
     unlink(files.body);
     vesk::save_config(files.body, *running);
     struct stat saved;
@@ -76,7 +79,8 @@ int copy_running_to_default(const vesk::config_paths &files)
     vesk::create_afresh(files.generated_digest);
     const std::string command = vesk::format_text(vesk::any_length, "/usr/bin/md5sum %s > %s",
                                                   files.body, files.generated_digest);
-    if (std::system(command.c_str()) != 0) vesk_debug_1printf("md5sum failed.\n");
+    // Without its digest the image would be refused when it is needed: the old one stays.
+    if (std::system(command.c_str()) != 0) return vesk::error("%s failed.\n", command.c_str());
     return write_image(files, static_cast<size_t>(saved.st_size));
 }
 

@@ -4,6 +4,7 @@
 #include <ctime>
 #include <fcntl.h>
 #include <string>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "base/file.h"
@@ -27,13 +28,22 @@ using vesk::xml_doc;
 constexpr int read_attempts = 3;
 constexpr timespec attempt_pause = {0, 100'000'000};
 
-/** Reads a file; what may pass, an I/O error or want of memory, is tried again. */
-int read_patiently(const char *path, std::string &text)
+/** Reads and parses a file. 0, ENOENT, or another errno; document stays null for bad XML. */
+int read_document(const char *path, xml_doc &document)
+{
+    std::string text;
+    if (const int failed = vesk::read_file(path, text)) return failed;
+    document = vesk::parse_xml(text, vesk::xml_source::file);
+    return 0;
+}
+
+/** The same; what may pass, an I/O error or want of memory, is tried again. */
+int read_patiently(const char *path, xml_doc &document)
 {
     int failed = 0;
     for (int attempt = 0; attempt < read_attempts; ++attempt) {
         if (attempt > 0) nanosleep(&attempt_pause, nullptr);
-        failed = vesk::or_on_oom(ENOMEM, [&] { return vesk::read_file(path, text); });
+        failed = vesk::or_on_oom(ENOMEM, [&] { return read_document(path, document); });
         if (failed == 0 || failed == ENOENT) break;
     }
     return failed;
@@ -44,9 +54,9 @@ xml_doc parse_config(const char *path)
 {
     const auto refused = [](int) { return nullptr; };
     if (!path) return refused(vesk::error("Config filename is null.\n"));
-    std::string text;
     xml_doc document;
-    if (read_patiently(path, text) == 0) document = vesk::parse_xml(text, vesk::dtd::allow);
+    // A file must not be taken for a bad one, and be replaced, because memory was short.
+    if (read_patiently(path, document) == ENOMEM) throw std::bad_alloc{};
     if (!document) return refused(vesk::error("Config not parsed successfully.\n"));
     const xmlNode *root = xmlDocGetRootElement(document.get());
     if (!root) return refused(vesk::error("Empty document.\n"));
@@ -56,15 +66,27 @@ xml_doc parse_config(const char *path)
     return document;
 }
 
-/** Keeps a startup file that could not be read beside the one that replaces it. */
-void keep_unreadable(const char *path, const char *beside)
+/** The first free name of beside, beside.1, ... beside.9; the last when all are taken. */
+std::string free_name(const char *beside)
 {
-    unlink(beside);
-    if (link(path, beside) == 0 || errno == ENOENT) return;
-    std::string text;
-    const int failed = vesk::or_on_oom(ENOMEM, [&] { return vesk::read_file(path, text); });
-    if (failed || vesk::replace_file(beside, text, nullptr))
-        vesk_debug_eprintf("Can't keep %s as %s.\n", path, beside);
+    std::string name = beside;
+    for (char digit = '1'; digit <= '9' && access(name.c_str(), F_OK) == 0; ++digit)
+        name = std::string{beside} + "." + digit;
+    return name;
+}
+
+/** Keeps a startup file that could not be read beside the one that is to replace it. */
+bool keep_unreadable(const char *path, const char *beside)
+{
+    if (access(path, F_OK) != 0 && errno == ENOENT) return true;
+    const std::string name = free_name(beside);
+    unlink(name.c_str());
+    if (link(path, name.c_str()) == 0) return true;
+    struct stat found;
+    const bool is_file = stat(path, &found) == 0 && S_ISREG(found.st_mode);
+    if (is_file && rename(path, name.c_str()) == 0) return true;
+    vesk_debug_eprintf("Can't keep %s as %s.\n", path, name.c_str());
+    return false;
 }
 
 void set_property(vesk_instance &instance, const xmlNode &node)
@@ -143,7 +165,8 @@ void complete_singletons(vesk_instances &running, vesk_changes &changes)
 {
     for (auto [name, cls] : vesk::classes()) {
         if (cls->type != VESK_CLASS_SINGLETON) continue;
-        vesk_instance *loaded = vesk_instances_get_singleton(&running, name);
+        const vesk_instances_class *store = running.classes.get(name);
+        vesk_instance *loaded = store ? store->singleton : nullptr;
         if (loaded && cls->persistence) continue;
         if (loaded) {
             vesk_instances_remove(&running, loaded);
@@ -163,14 +186,17 @@ void load(xmlDoc &document)
     const vesk::changes_ptr changes{fresh ? vesk_changes_new(fresh.get()) : nullptr};
     if (!changes) throw std::bad_alloc{};
     vesk_instances *old = vesk::exchange_running(fresh.get()); // validators may look at it already
+    vesk::set_loading(true);
     try {
         load_instances(document, *fresh, *changes);
         complete_singletons(*fresh, *changes);
         if (changes->incomplete) throw std::bad_alloc{};
     } catch (...) {
+        vesk::set_loading(false);
         vesk::exchange_running(old);
         throw;
     }
+    vesk::set_loading(false);
     vesk_instances_delete_all(old);
     vesk_providers_commit(fresh.release(), changes.get(), nullptr);
 }
@@ -180,9 +206,10 @@ int copy_startup_to_running(const vesk::config_paths &files)
     xml_doc document = parse_config(files.startup);
     if (!document) {
         vesk_debug_eprintf("Unable to parse startup config - resetting to default.\n");
-        keep_unreadable(files.startup, files.startup_bad);
-        vesk_config_copy_default_to_startup();
-        document = parse_config(files.startup);
+        if (keep_unreadable(files.startup, files.startup_bad)) {
+            vesk_config_copy_default_to_startup();
+            document = parse_config(files.startup);
+        }
     }
     if (!document) return vesk::error("Unable to read the default either.");
     load(*document);

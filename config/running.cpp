@@ -4,12 +4,15 @@
 
 #include <utility>
 
+#include "base/never_destroyed.h"
 #include "config/paths.h"
+#include "core/log.h"
 #include "vesk/instances.h"
 
 namespace {
 
 vesk_instances *running = nullptr;
+bool loading = false;
 
 } // namespace
 
@@ -17,8 +20,18 @@ namespace vesk {
 
 config_paths &paths()
 {
-    static auto &all = *new config_paths;
-    return all;
+    static never_destroyed<config_paths> all;
+    return *all;
+}
+
+bool is_loading()
+{
+    return loading;
+}
+
+void set_loading(bool now)
+{
+    loading = now;
 }
 
 vesk_instances *exchange_running(vesk_instances *instances)
@@ -36,6 +49,11 @@ vesk_instances *vesk_config_get_running(void)
 vesk_instances *vesk_config_replace_running(vesk_instances *instances)
 {
     if (!instances || instances == running) return running;
+    if (loading) {
+        vesk_debug_eprintf("Configuration is being loaded: not replacing it.\n");
+        vesk_instances_delete_all(instances); // it was handed over
+        return running;
+    }
     vesk_instances_delete_all(std::exchange(running, instances));
     return running;
 }

@@ -10,6 +10,7 @@
 #include "base/or_on_oom.h"
 #include "base/xml.h"
 #include "config/paths.h"
+#include "config/running.h"
 #include "core/log.h"
 #include "core/unwritable.h"
 #include "model/classes.h"
@@ -131,7 +132,7 @@ std::string config_text(const vesk_instances &instances)
 
 bool holds_config(const std::string &text, const vesk_instances &instances)
 {
-    const xml_doc document = parse_xml(text, dtd::refuse);
+    const xml_doc document = parse_xml(text, xml_source::file);
     const xmlNode *root = document ? xmlDocGetRootElement(document.get()) : nullptr;
     if (!root || !is_named(*root, "config")) return false;
     const xmlNode *element = element_from(root->children);
@@ -161,6 +162,10 @@ bool save_config(const char *path, const vesk_instances &instances)
 int vesk_config_copy_running_to_startup(void)
 {
     const vesk_instances *running = vesk_config_get_running();
+    if (vesk::is_loading()) {
+        vesk_debug_eprintf("Configuration is being loaded: not saving it.\n");
+        return 0;
+    }
     if (!running) {
         vesk_debug_eprintf("Nothing was loaded: not saving over the startup file.\n");
         return 0;

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
+#include <poll.h>
 #include <stdio_ext.h>
 #include <string>
 #include <unistd.h>
@@ -56,6 +57,16 @@ void write_line(const char *format, va_list arguments)
     errno = saved;
 }
 
+/** Whether a write does not have to wait: standard error may be a console that was stopped. */
+bool takes_output(int fd)
+{
+    const int saved = errno;
+    pollfd descriptor{fd, POLLOUT, 0};
+    const bool takes = poll(&descriptor, 1, 0) != 0;
+    errno = saved;
+    return takes;
+}
+
 void end_fatal()
 {
     if (exit_on_fatal) {
@@ -99,6 +110,11 @@ int error(const char *format, ...)
     write_line(format, arguments);
     va_end(arguments);
     return 1;
+}
+
+bool is_stream(const std::FILE *candidate)
+{
+    return candidate || fail("Null stream.\n") == 0;
 }
 
 void begin_log_line()
@@ -243,7 +259,7 @@ void vesk_debug_perror(const char *message)
         return vesk::format_text(vesk::any_length, "vesk: %s%s", time_prefix{}.text, message);
     });
     errno = saved;
-    std::perror(line.empty() ? message : line.c_str());
+    if (takes_output(STDERR_FILENO)) std::perror(line.empty() ? message : line.c_str());
     errno = saved;
 }
 

@@ -18,6 +18,9 @@ std::nullptr_t none(const char *format, ...) VESK_PRINTF(1, 2);
 /** The same for what always reports: as vesk_debug_eprintf(), gives 1. */
 int error(const char *format, ...) VESK_PRINTF(1, 2);
 
+/** Whether there is a stream to print on; logs when there is none. */
+bool is_stream(const std::FILE *stream);
+
 /** Begins a line on the log stream, with everything that stands before the message. */
 void begin_log_line();
 

@@ -13,6 +13,7 @@
 #include <unistd.h>
 #include <vector>
 
+#include "base/never_destroyed.h"
 #include "base/or_on_oom.h"
 
 // Signals: the recording handler only counts. The registered signals are blocked from the look at
@@ -47,6 +48,7 @@ struct loop {
     std::vector<reader> readers;
     std::vector<reader> writers;
     std::list<timeout> timeouts; // sorted by due time
+    std::list<timeout> spare;    // at most one entry, of a timeout that has run
     long ticks_per_second = 100;
     std::vector<signal_entry> signals;
     bool terminate = false;
@@ -55,8 +57,8 @@ struct loop {
 
 loop &state()
 {
-    static auto &instance = *new loop;
-    return instance;
+    static vesk::never_destroyed<loop> instance;
+    return *instance;
 }
 
 volatile std::sig_atomic_t pending = 0;
@@ -80,13 +82,21 @@ void record_signal(int number)
     received[number] = 1;
 }
 
+/** Only the first entry of a signal counts it. */
+bool is_first_of_its_number(size_t index)
+{
+    const auto &signals = state().signals;
+    return std::none_of(signals.begin(), signals.begin() + static_cast<std::ptrdiff_t>(index),
+                        [&](const signal_entry &s) { return s.number == signals[index].number; });
+}
+
 void run_signal_handlers()
 {
     if (!pending) return;
     pending = 0;
     for (size_t i = 0; i < state().signals.size(); ++i) {
         const signal_entry entry = state().signals[i]; // a handler may register more
-        if (!received[entry.number]) continue;
+        if (!received[entry.number] || !is_first_of_its_number(i)) continue;
         received[entry.number] = 0;
         entry.handler(entry.number, state().user_data, entry.user_data);
     }
@@ -162,7 +172,10 @@ void run_first_timeout()
     auto &timeouts = state().timeouts;
     if (timeouts.empty() || ticks_between(timeouts.front().due, ticks_now()) > 0) return;
     const timeout due = timeouts.front();
-    timeouts.pop_front();
+    // The entry is at hand for a handler that registers itself again: that must not need memory.
+    auto &spare = state().spare;
+    spare.clear();
+    spare.splice(spare.begin(), timeouts, timeouts.begin());
     due.handler(due.eloop_data, due.user_data);
 }
 
@@ -238,7 +251,10 @@ int eloop_register_timeout(unsigned secs, unsigned usecs, eloop_timeout_handler 
         const auto later = std::find_if(timeouts.begin(), timeouts.end(), [&](const timeout &t) {
             return ticks_between(t.due, due) > 0;
         });
-        timeouts.insert(later, {due, handler, eloop_data, user_data});
+        auto &spare = state().spare;
+        if (spare.empty()) spare.emplace_back();
+        spare.front() = {due, handler, eloop_data, user_data};
+        timeouts.splice(later, spare);
         return 0;
     });
 }
@@ -295,10 +311,12 @@ int eloop_terminated(void)
 
 void eloop_destroy(void)
 {
-    state().timeouts.clear();
-    state().readers = {};
-    state().writers = {};
-    state().signals = {};
+    // Swapped away, so that the arrays themselves are freed as well.
+    std::list<timeout>{}.swap(state().timeouts);
+    std::list<timeout>{}.swap(state().spare);
+    std::vector<reader>{}.swap(state().readers);
+    std::vector<reader>{}.swap(state().writers);
+    std::vector<signal_entry>{}.swap(state().signals);
 }
 
 void *eloop_get_user_data(void)

@@ -77,9 +77,10 @@ namespace vesk {
 
 const vesk_property *find_property(const vesk_class &cls, const char *name)
 {
-    for (const vesk_class *level = &cls; level; level = level->superclass)
-        if (const vesk_property *property = level->properties.get(name)) return property;
-    return nullptr;
+    if (const vesk_property *property = cls.properties.get(name)) return property;
+    // One level only: classes that name each other as superclass are refused later, but not
+    // unlinked.
+    return cls.superclass ? cls.superclass->properties.get(name) : nullptr;
 }
 
 int resolve(vesk_class &cls, const class_registry &registry)
@@ -249,6 +250,7 @@ int vesk_class_delete_property_iterator(vesk_property_iterator *iterator)
 
 void vesk_class_print(const vesk_class *cls, FILE *stream)
 {
+    if (!vesk::is_stream(stream)) return;
     if (!cls) {
         vesk::fail("Null class.\n");
         return;

@@ -2,6 +2,7 @@
 
 #include "model/classes.h"
 
+#include "base/never_destroyed.h"
 #include "base/or_on_oom.h"
 #include "core/log.h"
 
@@ -9,8 +10,8 @@ namespace vesk {
 
 class_registry &classes()
 {
-    static auto &registry = *new class_registry;
-    return registry;
+    static never_destroyed<class_registry> registry;
+    return *registry;
 }
 
 int done_adding(const class_registry &registry)
@@ -75,6 +76,7 @@ int vesk_classes_delete_iterator(vesk_classes_iterator *iterator)
 
 void vesk_classes_print(FILE *stream)
 {
+    if (!vesk::is_stream(stream)) return;
     for (auto [name, cls] : vesk::classes()) {
         vesk_class_print(cls, stream);
         std::fputc('\n', stream);

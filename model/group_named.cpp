@@ -43,17 +43,17 @@ int add_group_named(vesk_instances_class *store, vesk_instance *instance)
 
 int vesk_instances_group_named_add(vesk_instances_class *store, vesk_instance *instance)
 {
+    if (!vesk::are_given(store, instance, "vesk_instances_group_named_add")) return 1;
     return vesk::or_on_oom(1, [&] { return vesk::add_group_named(store, instance); });
 }
 
 int vesk_instances_group_named_remove(vesk_instances_class *store, vesk_instance *instance)
 {
+    if (!vesk::are_given(store, instance, "vesk_instances_group_named_remove")) return 1;
     instance_group *group = instance->name ? store->groups.get(instance->name.get()) : nullptr;
-    instance_node *node = group ? group->members.first : nullptr;
-    while (node && node->instance != instance)
-        node = node->next;
+    instance_node *node = group ? vesk::find_node(*store, group->members, instance) : nullptr;
     if (!node) return 1;
-    vesk::leave_instance(*store, *instance);
+    vesk::leave_place(*store, node);
     group->members.unlink(node);
     delete node;
     if (!group->members.first) drop_group(*store, group);
@@ -62,6 +62,8 @@ int vesk_instances_group_named_remove(vesk_instances_class *store, vesk_instance
 
 void vesk_instances_group_named_remove_all(vesk_instances_class *store)
 {
+    if (!vesk::is_given(store)) return;
+    vesk::leave_store(*store);
     store->groups.clear();
     while (instance_group *group = store->group_order.take_first()) {
         while (const instance_node *node = group->members.take_first())
@@ -72,6 +74,8 @@ void vesk_instances_group_named_remove_all(vesk_instances_class *store)
 
 void vesk_instances_group_named_delete_all(vesk_instances_class *store)
 {
+    if (!vesk::is_given(store)) return;
+    vesk::leave_store(*store);
     for (instance_group *group = store->group_order.first; group; group = group->next)
         for (instance_node *node = group->members.first; node; node = node->next)
             vesk_instance_delete(node->instance);
@@ -80,6 +84,7 @@ void vesk_instances_group_named_delete_all(vesk_instances_class *store)
 
 int vesk_instances_group_named_copy(const vesk_instances_class *from, vesk_instances_class *to)
 {
+    if (!vesk::can_copy(from, to)) return 1;
     int result = 0;
     for (const instance_group *group = from->group_order.first; group; group = group->next)
         for (const instance_node *node = group->members.first; node; node = node->next)
@@ -89,6 +94,7 @@ int vesk_instances_group_named_copy(const vesk_instances_class *from, vesk_insta
 
 void vesk_instances_group_named_init_iterator(vesk_instances_iterator *iterator)
 {
+    if (!vesk::is_walking(iterator)) return;
     iterator->group = iterator->store->group_order.first;
     vesk::stand_on(*iterator, iterator->group ? iterator->group->members.first : nullptr);
 }
@@ -96,6 +102,7 @@ void vesk_instances_group_named_init_iterator(vesk_instances_iterator *iterator)
 void vesk_instances_group_named_init_group_iterator(vesk_instances_iterator *iterator,
                                                     const char *name)
 {
+    if (!vesk::is_walking(iterator) || !name) return;
     iterator->one_name = true;
     instance_group *group = iterator->store->groups.get(name);
     vesk::stand_on(*iterator, group ? group->members.first : nullptr);
@@ -103,6 +110,7 @@ void vesk_instances_group_named_init_group_iterator(vesk_instances_iterator *ite
 
 void vesk_instances_group_named_iterator_next(vesk_instances_iterator *iterator)
 {
+    if (!vesk::is_walking(iterator) || !iterator->node) return;
     instance_node *next = iterator->node->next;
     if (!next && !iterator->one_name && iterator->group) {
         iterator->group = iterator->group->next;

@@ -123,6 +123,7 @@ int vesk_instance_set_value(vesk_instance *instance, const char *name, const cha
     if (!instance) return vesk::fail("Null instance. (%s)\n", "vesk_instance_set_value");
     if (!name) return vesk::fail("Null property.\n");
     if (!value) return vesk::fail("Null value.\n");
+    const vesk::busy_scope busy; // a validator may delete the instance through a request of its own
     return vesk::or_on_oom(1, [&] { return vesk::set_value(*instance, name, value) ? 0 : 1; });
 }
 
@@ -150,6 +151,7 @@ int vesk_instance_is_valid(const vesk_instance *instance, char **message)
 
 void vesk_instance_print(const vesk_instance *instance, FILE *stream)
 {
+    if (!vesk::is_stream(stream)) return;
     if (!instance) {
         vesk::fail("Instance is null.\n");
         return;

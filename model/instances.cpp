@@ -50,7 +50,6 @@ vesk_instances_class &find_or_make_store(vesk_instances &instances, vesk_class &
 
 void drop_store(vesk_instances &instances, vesk_instances_class *store, bool with_instances)
 {
-    vesk::leave_store(*store);
     const vesk::instances_kind &kind = vesk::kind_of(*store->cls);
     (with_instances ? kind.delete_all : kind.remove_all)(store);
     instances.classes.remove(store->cls->name.c_str());
@@ -71,7 +70,7 @@ int drop_class(vesk_instances *instances, const char *class_name, bool with_inst
 /** Whether the class or, by an abstract superclass, a sibling holds an instance of that name. */
 bool is_name_taken(const vesk_instances &instances, const vesk_instance &instance)
 {
-    if (!instance.cls->superclass) return false; // the store itself will tell
+    if (!instance.cls->superclass || !instance.name) return false; // the store itself will tell
     for (auto [name, sibling] : instance.cls->superclass->subclasses)
         if (vesk_instances_get(&instances, name, instance.name.get())) return true;
     return false;
@@ -238,6 +237,7 @@ int vesk_instances_is_empty(const vesk_instances *instances)
 
 void vesk_instances_print(const vesk_instances *instances, FILE *stream)
 {
+    if (!vesk::is_stream(stream)) return;
     if (!instances) {
         vesk::fail("Null instances.\n");
         return;

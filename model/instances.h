@@ -1,40 +1,12 @@
 #ifndef VESK_MODEL_INSTANCES_H
 #define VESK_MODEL_INSTANCES_H
 
+#include "base/linked.h"
 #include "model/instance.h"
+#include "model/parking.h"
 #include "vesk/instances.h"
 
 namespace vesk {
-
-/** Doubly linked list whose elements carry the links. */
-template <typename T> struct linked {
-    T *first = nullptr;
-    T *last = nullptr;
-
-    void append(T *element)
-    {
-        element->previous = last;
-        element->next = nullptr;
-        (last ? last->next : first) = element;
-        last = element;
-    }
-
-    /** Unlinks the first element; null when there is none. */
-    T *take_first()
-    {
-        T *taken = first;
-        if (!taken) return nullptr;
-        first = taken->next;
-        (first ? first->previous : last) = nullptr;
-        return taken;
-    }
-
-    void unlink(T *element)
-    {
-        (element->previous ? element->previous->next : first) = element->next;
-        (element->next ? element->next->previous : last) = element->previous;
-    }
-};
 
 /** An instance's place in the order of its class or group. */
 struct instance_node {
@@ -141,9 +113,17 @@ struct delete_instances {
 struct delete_instances_all {
     void operator()(vesk_instances *instances) const { vesk_instances_delete_all(instances); }
 };
-/** Owns a collection without, and with, its instances. */
-using instances_ptr = std::unique_ptr<vesk_instances, delete_instances>;
 using full_instances_ptr = std::unique_ptr<vesk_instances, delete_instances_all>;
+
+/** Owns a collection that nobody else may keep, without and with its instances. */
+struct free_own_instances {
+    void operator()(vesk_instances *instances) const { free_at_once(instances, false); }
+};
+struct free_own_instances_all {
+    void operator()(vesk_instances *instances) const { free_at_once(instances, true); }
+};
+using own_instances_ptr = std::unique_ptr<vesk_instances, free_own_instances>;
+using own_full_instances_ptr = std::unique_ptr<vesk_instances, free_own_instances_all>;
 
 } // namespace vesk
 

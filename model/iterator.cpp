@@ -48,35 +48,22 @@ void end(vesk_instances_iterator &iterator)
     enter_store(iterator, nullptr);
 }
 
-/** A new iterator that knows its collection and is known to it. Throws std::bad_alloc. */
-vesk::iterator_ptr make_iterator(const vesk_instances &instances)
+void start_all(vesk_instances_iterator &iterator)
 {
-    vesk::iterator_ptr iterator{new vesk_instances_iterator{}};
-    iterator->collection = &instances;
-    instances.iterators.append(iterator.get());
-    return iterator;
+    iterator.all_classes = true;
+    enter_store(iterator, iterator.collection->class_order.first);
+    find_instance(iterator);
 }
 
-vesk::iterator_ptr make_all_iterator(const vesk_instances &instances)
+void start_class(vesk_instances_iterator &iterator, const vesk_class &cls)
 {
-    auto iterator = make_iterator(instances);
-    iterator->all_classes = true;
-    enter_store(*iterator, instances.class_order.first);
-    find_instance(*iterator);
-    return iterator;
-}
-
-vesk::iterator_ptr make_class_iterator(const vesk_instances &instances, const vesk_class &cls)
-{
-    auto iterator = make_iterator(instances);
-    if (cls.abstract == 1) {
-        iterator->abstract_class = &cls;
-        iterator->next_subclass = cls.subclasses.begin();
-        find_instance(*iterator);
-    } else {
-        enter_store(*iterator, instances.classes.get(cls.name.c_str()));
+    if (cls.abstract != 1) {
+        enter_store(iterator, iterator.collection->classes.get(cls.name.c_str()));
+        return;
     }
-    return iterator;
+    iterator.abstract_class = &cls;
+    iterator.next_subclass = cls.subclasses.begin();
+    find_instance(iterator);
 }
 
 /** The store with instances of that name: of an abstract class, that of the subclass that has one.
@@ -92,13 +79,19 @@ vesk_instances_class *store_with_name(const vesk_instances &instances, const ves
     return nullptr;
 }
 
-vesk::iterator_ptr make_name_iterator(const vesk_instances &instances, const vesk_class &cls,
-                                      const char *name)
+void start_name(vesk_instances_iterator &iterator, const vesk_class &cls, const char *name)
 {
-    auto iterator = make_iterator(instances);
-    iterator->one_name = true;
-    iterator->store = store_with_name(instances, cls, name);
-    if (iterator->store) vesk::kind_of(cls).init_group_iterator(iterator.get(), name);
+    iterator.one_name = true;
+    iterator.store = store_with_name(*iterator.collection, cls, name);
+    if (iterator.store) vesk::kind_of(cls).init_group_iterator(&iterator, name);
+}
+
+/** A new iterator that is known to its collection. Throws std::bad_alloc. */
+vesk::iterator_ptr make_iterator(const vesk_instances &instances)
+{
+    vesk::iterator_ptr iterator{new vesk_instances_iterator{}};
+    iterator->collection = &instances;
+    instances.iterators.append(iterator.get());
     return iterator;
 }
 
@@ -112,11 +105,56 @@ template <typename Action> void for_each_iterator(const vesk_instances &instance
 
 namespace vesk {
 
-void leave_instance(const vesk_instances_class &store, const vesk_instance &instance)
+bool is_given(const vesk_instances_class *store)
+{
+    if (store) return true;
+    fail("Null instances.\n");
+    return false;
+}
+
+bool are_given(const vesk_instances_class *store, const vesk_instance *instance,
+               const char *function)
+{
+    if (!is_given(store)) return false;
+    if (instance) return true;
+    fail("Null instance. (%s)\n", function);
+    return false;
+}
+
+bool can_copy(const vesk_instances_class *from, const vesk_instances_class *to)
+{
+    return is_given(from) && is_given(to) && from != to;
+}
+
+bool is_walking(const vesk_instances_iterator *iterator)
+{
+    if (iterator) return iterator->store != nullptr;
+    fail("Null iterator.\n");
+    return false;
+}
+
+void leave_place(const vesk_instances_class &store, const instance_node *node)
 {
     for_each_iterator(*store.collection, [&](vesk_instances_iterator &iterator) {
-        if (iterator.store == &store && iterator.current == &instance) step(iterator);
+        if (iterator.store == &store && iterator.current && iterator.node == node) step(iterator);
     });
+}
+
+instance_node *find_node(const vesk_instances_class &store, const linked<instance_node> &list,
+                         const vesk_instance *instance)
+{
+    const auto holds = [&](const instance_node *node) {
+        return node && node->instance == instance;
+    };
+    if (holds(list.last)) return list.last;
+    for (const vesk_instances_iterator *i = store.collection->iterators.first; i; i = i->next) {
+        if (i->store != &store || !i->node) continue;
+        if (holds(i->node->previous)) return i->node->previous;
+    }
+    instance_node *node = list.first;
+    while (node && !holds(node))
+        node = node->next;
+    return node;
 }
 
 void leave_store(const vesk_instances_class &store)
@@ -143,13 +181,37 @@ iterator_ptr group_iterator(const vesk_instances *instances, const char *class_n
 {
     if (!instances) return none("Null instances.\n");
     if (group_name && !class_name) return none("group_name specified but class_name is null.\n");
-    if (!class_name) return make_all_iterator(*instances);
-    const vesk_class *cls = vesk_classes_get(class_name);
-    if (!cls) return none("Unknown class \"%s\".\n", class_name);
-    if (!group_name) return make_class_iterator(*instances, *cls);
-    if (cls->type != VESK_CLASS_UNIQUE_NAMED && cls->type != VESK_CLASS_GROUP_NAMED)
+    const vesk_class *cls = class_name ? vesk_classes_get(class_name) : nullptr;
+    if (class_name && !cls) return none("Unknown class \"%s\".\n", class_name);
+    if (group_name && cls->type != VESK_CLASS_UNIQUE_NAMED && cls->type != VESK_CLASS_GROUP_NAMED)
         return none("Group iterators can only be used on named classes.\n");
-    return make_name_iterator(*instances, *cls, group_name);
+    auto iterator = make_iterator(*instances);
+    if (group_name)
+        start_name(*iterator, *cls, group_name);
+    else if (cls)
+        start_class(*iterator, *cls);
+    else
+        start_all(*iterator);
+    return iterator;
+}
+
+class_walk::class_walk(const vesk_instances *instances, const char *class_name)
+{
+    const vesk_class *cls = vesk_classes_get(class_name);
+    if (!instances || !cls) return;
+    iterator_.collection = instances;
+    instances->iterators.append(&iterator_);
+    start_class(iterator_, *cls);
+}
+
+class_walk::~class_walk()
+{
+    if (iterator_.collection) iterator_.collection->iterators.unlink(&iterator_);
+}
+
+vesk_instance *class_walk::next()
+{
+    return vesk_instances_iterator_next(&iterator_);
 }
 
 } // namespace vesk

@@ -10,7 +10,7 @@
  * to its collection, which moves it on before that instance or its class goes away.
  */
 struct vesk_instances_iterator {
-    const vesk_instances *collection;
+    const vesk_instances *collection = nullptr;
     vesk_instances_class *store = nullptr; // of the class being walked
     vesk_instance *current = nullptr;
     vesk::instance_node *node = nullptr;   // current's, unless it is a singleton
@@ -25,14 +25,29 @@ struct vesk_instances_iterator {
 
 namespace vesk {
 
+/** The checks of the exported storage operations; each logs what is missing. */
+bool is_given(const vesk_instances_class *store);
+bool are_given(const vesk_instances_class *store, const vesk_instance *instance,
+               const char *function);
+bool can_copy(const vesk_instances_class *from, const vesk_instances_class *to);
+bool is_walking(const vesk_instances_iterator *iterator);
+
 inline void stand_on(vesk_instances_iterator &iterator, instance_node *node)
 {
     iterator.node = node;
     iterator.current = node ? node->instance : nullptr;
 }
 
-/** Moves every iterator that stands on instance in this store on to the next one. */
-void leave_instance(const vesk_instances_class &store, const vesk_instance &instance);
+/** Moves every iterator that stands on this place (no node: a singleton's) on to the next one. */
+void leave_place(const vesk_instances_class &store, const instance_node *node);
+
+/**
+ * The place of an instance in a list, null when it is not there. Those that iterators of the store
+ * have just left are looked at first, and the ends of the list: whoever deletes while walking finds
+ * each at once, however long the list is.
+ */
+instance_node *find_node(const vesk_instances_class &store, const linked<instance_node> &list,
+                         const vesk_instance *instance);
 
 /** Moves every iterator that walks this store on to the next class. */
 void leave_store(const vesk_instances_class &store);
@@ -48,6 +63,22 @@ using iterator_ptr = std::unique_ptr<vesk_instances_iterator, delete_iterator>;
 /** vesk_instances_new_group_iterator() that throws std::bad_alloc; null when it is refused. */
 iterator_ptr group_iterator(const vesk_instances *instances, const char *class_name,
                             const char *group_name);
+
+/** A class iterator that needs no memory; an unknown class has no instances. */
+class class_walk {
+  public:
+    class_walk(const vesk_instances *instances, const char *class_name);
+    ~class_walk();
+    class_walk(const class_walk &) = delete;
+    class_walk &operator=(const class_walk &) = delete;
+
+    /** The next instance, null at the end. */
+    vesk_instance *next();
+    bool is_at_end() const { return !iterator_.current; }
+
+  private:
+    vesk_instances_iterator iterator_;
+};
 
 /** Calls visit(instance) for what is left; a null iterator has nothing. */
 template <typename Visit> void walk(const iterator_ptr &iterator, Visit &&visit)

@@ -38,6 +38,13 @@ unsigned busy_scope::depth()
     return busy;
 }
 
+void free_at_once(vesk_instances *instances, bool with_instances) noexcept
+{
+    const unsigned under_way = std::exchange(busy, 0);
+    free_instances(instances, with_instances);
+    busy = under_way;
+}
+
 void free_or_park(vesk_instance *instance) noexcept
 {
     if (busy == 0) {

@@ -22,6 +22,9 @@ class busy_scope {
     static unsigned depth();
 };
 
+/** Frees a collection that nobody but its owner can hold, even while something is under way. */
+void free_at_once(vesk_instances *instances, bool with_instances) noexcept;
+
 /** Frees now, or keeps until the outermost busy_scope ends. Never allocates. */
 void free_or_park(vesk_instance *instance) noexcept;
 void free_or_park(vesk_instances *instances, bool with_instances) noexcept;

@@ -86,6 +86,7 @@ int vesk_property_is_valid(const vesk_property *property)
 
 void vesk_property_print(const vesk_property *property, FILE *stream)
 {
+    if (!vesk::is_stream(stream)) return;
     if (!property) {
         vesk::fail("Null property.\n");
         return;

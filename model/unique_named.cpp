@@ -20,15 +20,17 @@ int add_unique_named(vesk_instances_class *store, vesk_instance *instance)
 
 int vesk_instances_unique_named_add(vesk_instances_class *store, vesk_instance *instance)
 {
+    if (!vesk::are_given(store, instance, "vesk_instances_unique_named_add")) return 1;
     return vesk::or_on_oom(1, [&] { return vesk::add_unique_named(store, instance); });
 }
 
 int vesk_instances_unique_named_remove(vesk_instances_class *store, vesk_instance *instance)
 {
+    if (!vesk::are_given(store, instance, "vesk_instances_unique_named_remove")) return 1;
     if (!instance->name) return 1;
     vesk::instance_node *node = store->unique_named.get(instance->name.get());
     if (!node || node->instance != instance) return 1;
-    vesk::leave_instance(*store, *instance);
+    vesk::leave_place(*store, node);
     store->unique_named.remove(instance->name.get());
     store->nodes.unlink(node);
     delete node;
@@ -37,18 +39,21 @@ int vesk_instances_unique_named_remove(vesk_instances_class *store, vesk_instanc
 
 void vesk_instances_unique_named_remove_all(vesk_instances_class *store)
 {
+    if (!vesk::is_given(store)) return;
     store->unique_named.clear();
     vesk_instances_anonymous_remove_all(store);
 }
 
 void vesk_instances_unique_named_delete_all(vesk_instances_class *store)
 {
+    if (!vesk::is_given(store)) return;
     store->unique_named.clear();
     vesk_instances_anonymous_delete_all(store);
 }
 
 int vesk_instances_unique_named_copy(const vesk_instances_class *from, vesk_instances_class *to)
 {
+    if (!vesk::can_copy(from, to)) return 1;
     int result = 0;
     for (const vesk::instance_node *node = from->nodes.first; node; node = node->next)
         result |= vesk::add_copy(*node->instance, *to, vesk::add_unique_named);
@@ -57,17 +62,19 @@ int vesk_instances_unique_named_copy(const vesk_instances_class *from, vesk_inst
 
 void vesk_instances_unique_named_init_iterator(vesk_instances_iterator *iterator)
 {
-    vesk::stand_on(*iterator, iterator->store->nodes.first);
+    if (vesk::is_walking(iterator)) vesk::stand_on(*iterator, iterator->store->nodes.first);
 }
 
 void vesk_instances_unique_named_init_group_iterator(vesk_instances_iterator *iterator,
                                                      const char *name)
 {
+    if (!vesk::is_walking(iterator) || !name) return;
     iterator->one_name = true;
     vesk::stand_on(*iterator, iterator->store->unique_named.get(name));
 }
 
 void vesk_instances_unique_named_iterator_next(vesk_instances_iterator *iterator)
 {
-    vesk::stand_on(*iterator, iterator->one_name ? nullptr : iterator->node->next);
+    if (vesk::is_walking(iterator) && iterator->node)
+        vesk::stand_on(*iterator, iterator->one_name ? nullptr : iterator->node->next);
 }

@@ -8,8 +8,9 @@
 
 // A collection and an instance have one listener each. A change set that finds one there keeps it
 // and puts it back at its end, so that change sets nest: while a request is being answered, a
-// refresh may write values through a request of its own. Removals go on to the outer one even
-// meanwhile, since it must not refer to what is gone.
+// refresh may write values through a request of its own. What is added and removed meanwhile goes
+// on to the outer one, which must know what there is and must not refer to what is gone; values do
+// not.
 
 namespace {
 
@@ -38,12 +39,13 @@ void collection_changed(vesk_instance *instance, int event, void *data)
         break;
     case 1:
         if (vesk_changes_instance_deleted(&changes, instance) != 0) changes.incomplete = true;
-        if (changes.outer.listener == collection_changed)
-            changes.outer.listener(instance, event, changes.outer.data);
         break;
     default:
         vesk_debug_eprintf("instances_changed() for vesk_changes: Unidentified action request.\n");
+        return;
     }
+    if (changes.outer.listener == collection_changed)
+        changes.outer.listener(instance, event, changes.outer.data);
 }
 
 bool is_ours(const vesk::instance_hook &hook, const vesk_changes *changes)
@@ -172,7 +174,8 @@ int vesk_changes_instance_deleted(vesk_changes *changes, vesk_instance *instance
     if (!record) return 0;
     // What may fail comes first. One that was inserted meanwhile has no copy, which the log notes.
     if (vesk_instances_add(changes->deleted.get(), record->before) != 0 && record->before) return 1;
-    vesk_instances_remove(changes->changed.get(), instance);
+    if (record->changed) vesk_instances_remove(changes->changed.get(), instance);
+    if (is_ours(instance->hook, changes)) instance->hook = record->outer;
     changes->records.remove(instance);
     return 0;
 }
@@ -218,12 +221,8 @@ vesk_instance *vesk_changes_get_instance_before(vesk_changes *changes, vesk_inst
 int vesk_changes_contains_class(vesk_changes *changes, const char *class_name)
 {
     if (!changes || !class_name) return 0;
-    const vesk::iterator_ptr changed{
-        vesk_changes_new_class_instances_iterator(changes, class_name)};
-    if (changed && changed->current) return 1;
-    const vesk::iterator_ptr deleted{
-        vesk_changes_new_deleted_class_instances_iterator(changes, class_name)};
-    return deleted && deleted->current;
+    return !vesk::class_walk{changes->changed.get(), class_name}.is_at_end() ||
+           !vesk::class_walk{changes->deleted.get(), class_name}.is_at_end();
 }
 
 int vesk_changes_contains_instance(vesk_changes *changes, vesk_instance *instance)
@@ -243,6 +242,7 @@ int vesk_changes_contains_property(vesk_changes *changes, vesk_instance *instanc
 
 void vesk_changes_print(vesk_changes *changes, FILE *stream)
 {
+    if (!vesk::is_stream(stream)) return;
     if (!changes) {
         std::fputs("Null changes.\n", stream);
         return;

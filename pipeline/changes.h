@@ -17,9 +17,9 @@ struct instance_record {
 } // namespace vesk
 
 struct vesk_changes {
-    vesk::full_instances_ptr before;
-    vesk::instances_ptr changed; // refers to instances of after
-    vesk::instances_ptr deleted; // refers to copies in before
+    vesk::own_full_instances_ptr before;
+    vesk::own_instances_ptr changed; // refers to instances of after
+    vesk::own_instances_ptr deleted; // refers to copies in before
     vesk_instances *after = nullptr;
     vesk::address_map<vesk::instance_record> records{64};
     vesk::instances_hook outer;   // what listened to after before

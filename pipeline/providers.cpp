@@ -2,6 +2,7 @@
 
 #include "pipeline/providers.h"
 
+#include "base/never_destroyed.h"
 #include "base/or_on_oom.h"
 #include "core/log.h"
 #include "model/parking.h"
@@ -61,8 +62,8 @@ int visit(provider_registry &registry, const char *name, order_node &node)
 
 provider_registry &providers()
 {
-    static auto &registry = *new provider_registry;
-    return registry;
+    static never_destroyed<provider_registry> registry;
+    return *registry;
 }
 
 int add(provider_registry &registry, vesk_provider &provider)
@@ -103,12 +104,20 @@ int declare_order(provider_registry &registry, const char *first, const char *se
 int build_order(provider_registry &registry)
 {
     if (registry.ordered) return 0;
-    registry.ordered = true;
-    for (auto [name, node] : *registry.nodes)
-        if (visit(registry, name, *node) != 0) {
+    try {
+        for (const auto &node : *registry.nodes) {
+            if (visit(registry, node.name, *node.value) == 0) continue;
             continue_loop_report(".\n", "");
+            registry.ordered = true; // as far as it goes
             return 1;
         }
+    } catch (...) {
+        registry.order.clear();
+        for (const auto &node : *registry.nodes)
+            node.value->state = order_node::visit::not_yet;
+        throw;
+    }
+    registry.ordered = true;
     registry.nodes.reset();
     return 0;
 }
@@ -155,6 +164,7 @@ int vesk_providers_done_adding(void)
 
 void vesk_providers_print(FILE *stream)
 {
+    if (!vesk::is_stream(stream)) return;
     vesk::print(vesk::providers(), stream);
 }
 
@@ -177,6 +187,7 @@ void vesk_providers_commit(vesk_instances *after, vesk_changes *changes, vesk_ac
 
 void vesk_providers_refresh(vesk_refresh_info *info)
 {
+    const vesk::busy_scope busy;
     if (vesk_debug_get() >= 3) {
         vesk_debug_printf("Refreshing providers with:\n");
         vesk_refresh_info_print(info, vesk_debug_get_stream());

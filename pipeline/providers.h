@@ -1,7 +1,7 @@
 #ifndef VESK_PIPELINE_PROVIDERS_H
 #define VESK_PIPELINE_PROVIDERS_H
 
-#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,7 +21,7 @@ struct order_node {
 /** The providers by name; first their declared order, then the list that it gave. */
 struct provider_registry {
     name_map<vesk_provider> providers{32};
-    std::unique_ptr<owned_map<order_node>> nodes = std::make_unique<owned_map<order_node>>(32);
+    std::optional<owned_map<order_node>> nodes{std::in_place, 32U}; // until the order is built
     std::vector<std::string> order;
     bool ordered = false;
 };

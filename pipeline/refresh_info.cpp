@@ -3,6 +3,7 @@
 #include "pipeline/refresh_info.h"
 
 #include "base/or_on_oom.h"
+#include "core/log.h"
 #include "model/instance.h"
 
 namespace {
@@ -157,6 +158,7 @@ void vesk_refresh_info_set_data(vesk_refresh_info *info, void *data)
 
 void vesk_refresh_info_print(const vesk_refresh_info *info, FILE *stream)
 {
+    if (!vesk::is_stream(stream)) return;
     std::fputs("Refresh info:\n", stream);
     if (!info) {
         std::fputs("  Null info.\n", stream);

@@ -82,7 +82,8 @@ int load_plugins(const char *folder)
     }
     int result = 0;
     while (const dirent *entry = readdir(entries.get()))
-        if (is_plugin_name(entry->d_name)) result |= load(folder, entry->d_name);
+        if (is_plugin_name(entry->d_name))
+            result |= or_on_oom(1, [&] { return load(folder, entry->d_name); });
     return result;
 }
 

@@ -32,37 +32,31 @@ int wait_for(pid_t pid)
     return done < 0 ? -1 : status;
 }
 
-int no_memory()
-{
-    std::perror("malloc");
-    return -1;
-}
-
 } // namespace
 
 int vesk_command_execl(const char *path, ...)
 {
     va_list arguments;
     va_start(arguments, path);
-    const int result = vesk::or_on_oom(-2, [&] {
+    const int result = vesk::or_on_oom(vesk::no_vector, [&] {
         const auto vector = vesk::make_vector(path, &arguments);
         return vesk_command_execv(vector.data());
     });
     va_end(arguments);
-    return result == -2 ? no_memory() : result;
+    return result == vesk::no_vector ? vesk::report_no_memory() : result;
 }
 
 int vesk_command_execlod(const char *path, ...)
 {
     va_list arguments;
     va_start(arguments, path);
-    const int result = vesk::or_on_oom(-2, [&] {
+    const int result = vesk::or_on_oom(vesk::no_vector, [&] {
         const auto vector = vesk::make_vector(path, &arguments);
         const unsigned output = va_arg(arguments, unsigned);
         return vesk_command_execvod(vector.data(), output, va_arg(arguments, const char *));
     });
     va_end(arguments);
-    return result == -2 ? no_memory() : result;
+    return result == vesk::no_vector ? vesk::report_no_memory() : result;
 }
 
 int vesk_command_execv(char *const argv[])

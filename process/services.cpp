@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 
 #include "base/file.h"
+#include "base/never_destroyed.h"
 #include "base/or_on_oom.h"
 #include "base/text.h"
 #include "core/log.h"
@@ -180,8 +181,8 @@ service *next_to_drop(service_table &table)
 
 service_table &services()
 {
-    static auto &table = *new service_table;
-    return table;
+    static never_destroyed<service_table> table;
+    return *table;
 }
 
 void shut_down_from_signal() noexcept
@@ -237,25 +238,25 @@ int vesk_service_execl(const char *name, const char *path, ...)
 {
     va_list arguments;
     va_start(arguments, path);
-    const int result = vesk::or_on_oom(-1, [&] {
+    const int result = vesk::or_on_oom(vesk::no_vector, [&] {
         const auto vector = vesk::make_vector(path, &arguments);
         return vesk_service_execv(name, vector.data());
     });
     va_end(arguments);
-    return result;
+    return result == vesk::no_vector ? vesk::report_no_memory() : result;
 }
 
 int vesk_service_execlod(const char *name, const char *path, ...)
 {
     va_list arguments;
     va_start(arguments, path);
-    const int result = vesk::or_on_oom(-1, [&] {
+    const int result = vesk::or_on_oom(vesk::no_vector, [&] {
         const auto vector = vesk::make_vector(path, &arguments);
         const unsigned output = va_arg(arguments, unsigned);
         return vesk_service_execvod(name, vector.data(), output, va_arg(arguments, const char *));
     });
     va_end(arguments);
-    return result;
+    return result == vesk::no_vector ? vesk::report_no_memory() : result;
 }
 
 int vesk_service_is_running(const char *name)
@@ -308,6 +309,7 @@ void vesk_service_poll(void)
 
 void vesk_service_print(FILE *stream)
 {
+    if (!vesk::is_stream(stream)) return;
     std::fprintf(stream, "%-20s %-10s %5s\n", "Service", "State", "PID");
     for (const vesk::service *s = vesk::services().first; s; s = s->next)
         std::fprintf(stream, "%-20s %-10s %5d\n", s->name.c_str(), vesk::state_names[s->state],

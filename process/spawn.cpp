@@ -136,6 +136,12 @@ pid_t spawn(char *const argv[], unsigned output, const char *directory)
     return pid;
 }
 
+int report_no_memory()
+{
+    std::perror("malloc");
+    return -1;
+}
+
 std::vector<char *> make_vector(const char *path, va_list *arguments)
 {
     std::vector<char *> vector{const_cast<char *>(path)};

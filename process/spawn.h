@@ -33,6 +33,11 @@ class hold_signal {
  */
 pid_t spawn(char *const argv[], unsigned output, const char *directory);
 
+/** What a variadic form gives inside when its vector cannot be built, and what it says and gives
+ * then. */
+constexpr int no_vector = -2;
+int report_no_memory();
+
 /** path and the arguments up to a null pointer, ended by one. Throws std::bad_alloc. */
 std::vector<char *> make_vector(const char *path, va_list *arguments);
 

@@ -18,6 +18,13 @@ namespace {
 
 constexpr unsigned pause_seconds = 1;
 
+linked<connection> ended;
+
+void free_ended(void *, void *)
+{
+    free_ended_connections();
+}
+
 bool would_block()
 {
     return errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR;
@@ -36,7 +43,7 @@ connection::~connection()
 
 bool connection::send(std::string_view text, size_t limit)
 {
-    if (broken_ || output_.size() - written_ + text.size() > limit) return false;
+    if (ended_ || broken_ || output_.size() - written_ + text.size() > limit) return false;
     output_ += text;
     if (!write_some()) return false;
     want_write(written_ < output_.size());
@@ -45,12 +52,14 @@ bool connection::send(std::string_view text, size_t limit)
 
 void connection::on_readable(int, void *, void *self)
 {
-    static_cast<connection *>(self)->read_some();
+    auto &c = *static_cast<connection *>(self);
+    if (!c.ended_) c.read_some();
 }
 
 void connection::on_writable(int, void *, void *self)
 {
     auto &c = *static_cast<connection *>(self);
+    if (c.ended_) return;
     if (!c.write_some()) {
         c.settle(progress::abort);
         return;
@@ -62,13 +71,14 @@ void connection::on_again(void *, void *self)
 {
     auto &c = *static_cast<connection *>(self);
     c.again_ = false;
-    c.work();
+    if (!c.ended_) c.work();
 }
 
 void connection::on_stalled(void *, void *self)
 {
     auto &c = *static_cast<connection *>(self);
     c.want_write(false);
+    if (c.ended_) return;
     if (!c.progressed_) {
         c.settle(progress::abort);
         return;
@@ -102,6 +112,7 @@ void connection::work()
     } catch (const std::bad_alloc &) {
         // What was sent so far stays; this request is lost with its connection.
     }
+    if (input_.empty() && input_.capacity() > read_budget) std::string{}.swap(input_);
     settle(made);
 }
 
@@ -119,6 +130,7 @@ bool connection::write_some()
         progressed_ = true;
     }
     output_.clear();
+    if (output_.capacity() > read_budget) std::string{}.swap(output_); // a large one is rare
     written_ = 0;
     return true;
 }
@@ -135,11 +147,15 @@ void connection::settle(progress made)
         return;
     }
     const bool may_read = !writing || owner_.its_protocol().reads_while_writing;
+    const bool reads = may_read && !closing_ && !at_end_ && made != progress::again;
     want_write(writing);
-    want_read(may_read && !closing_ && !at_end_ && made != progress::again);
-    if (made != progress::again || closing_ || !may_read || again_) return;
-    again_ = eloop_register_timeout(0, 0, on_again, nullptr, this) == 0;
-    if (!again_) want_read(true); // then the next bytes bring it on
+    want_read(reads);
+    if (made == progress::again && !closing_ && may_read && !again_)
+        again_ = eloop_register_timeout(0, 0, on_again, nullptr, this) == 0;
+    // Without memory for what it waits for, a connection would hold its place for ever.
+    if (wants_write_ != writing || wants_read_ != reads ||
+        (made == progress::again && may_read && !closing_ && !again_))
+        owner_.end(*this);
 }
 
 void connection::want_read(bool wanted)
@@ -156,8 +172,11 @@ void connection::want_write(bool wanted)
 {
     if (wanted == wants_write_) return;
     if (wanted) {
-        wanted = register_write_sock(fd(), on_writable, this) == 0;
-        if (wanted) eloop_register_timeout(max_stall_seconds, 0, on_stalled, nullptr, this);
+        wanted = eloop_register_timeout(max_stall_seconds, 0, on_stalled, nullptr, this) == 0;
+        if (wanted && register_write_sock(fd(), on_writable, this) != 0) {
+            eloop_cancel_timeout(on_stalled, nullptr, this);
+            wanted = false;
+        }
         progressed_ = false;
     } else {
         unregister_write_sock(fd());
@@ -220,9 +239,7 @@ void server::accept_one()
         return;
     }
     connection &c = *fresh.release();
-    c.previous = last;
-    (last ? last->next : first) = &c;
-    last = &c;
+    connections_.append(&c);
     ++size_;
     if (protocol_.opened) protocol_.opened(c);
 }
@@ -234,7 +251,7 @@ bool server::make_room()
         if (protocol_.full) protocol_.full();
         return false;
     }
-    connection *oldest = first;
+    connection *oldest = connections_.first;
     while (oldest && oldest->is_subscriber)
         oldest = oldest->next;
     if (!oldest) return false;
@@ -246,10 +263,18 @@ bool server::make_room()
 void server::end(connection &gone)
 {
     if (protocol_.closed) protocol_.closed(gone);
-    (gone.previous ? gone.previous->next : first) = gone.next;
-    (gone.next ? gone.next->previous : last) = gone.previous;
+    connections_.unlink(&gone);
     --size_;
-    delete &gone;
+    gone.ended_ = true;
+    ended.append(&gone);
+    eloop_cancel_timeout(free_ended, nullptr, nullptr);
+    if (eloop_register_timeout(0, 0, free_ended, nullptr, nullptr) != 0) free_ended_connections();
+}
+
+void free_ended_connections()
+{
+    while (const connection *gone = ended.take_first())
+        delete gone;
 }
 
 } // namespace vesk

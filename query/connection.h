@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "base/linked.h"
 #include "base/unique_fd.h"
 
 namespace vesk {
@@ -64,6 +65,7 @@ class connection {
 
   private:
     friend class server;
+    friend struct linked<connection>;
 
     static void on_readable(int, void *, void *self);
     static void on_writable(int, void *, void *self);
@@ -89,6 +91,7 @@ class connection {
     bool wants_read_ = false;
     bool wants_write_ = false;
     bool again_ = false;
+    bool ended_ = false;      // it only waits to be freed
     bool progressed_ = false; // since the stall timeout was set
 };
 
@@ -101,13 +104,15 @@ class server {
     bool listen(int fd);
 
     unsigned size() const { return size_; }
+    const linked<connection> &connections() const { return connections_; }
     const protocol &its_protocol() const { return protocol_; }
 
-    /** Closes a connection and frees it. */
+    /**
+     * Ends a connection. It is freed in the next pass, with all that ended in this one: a reader
+     * that goes away ends the loop's walk over the others, who would never get their turn in a
+     * flood of short connections.
+     */
     void end(connection &gone);
-
-    connection *first = nullptr;
-    connection *last = nullptr;
 
   private:
     static void on_acceptable(int fd, void *, void *self);
@@ -118,8 +123,12 @@ class server {
 
     const protocol &protocol_;
     unique_fd fd_;
+    linked<connection> connections_; // oldest first
     unsigned size_ = 0;
 };
+
+/** Frees the connections that have ended. The loop does so by itself in its next pass. */
+void free_ended_connections();
 
 } // namespace vesk
 

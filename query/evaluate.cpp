@@ -1,11 +1,15 @@
 #include "vesk/query.h"
 
+#include "query/evaluate.h"
+
 #include <cstring>
 #include <memory>
 #include <new>
 
+#include "base/or_on_oom.h"
 #include "base/text.h"
 #include "base/xml.h"
+#include "config/running.h"
 #include "core/log.h"
 #include "model/parking.h"
 #include "pipeline/actions.h"
@@ -152,18 +156,24 @@ void install(const evaluation &request, edited &what)
 {
     if (!what.running) return;
     if (what.changes->incomplete) throw std::bad_alloc{};
+    if (what.running != vesk_config_get_running()) {
+        // A validator replaced it meanwhile; what was edited is running no more.
+        vesk_debug_eprintf("Running was replaced while a request was evaluated.\n");
+        throw std::bad_alloc{};
+    }
     if (what.transaction) vesk_config_replace_running(what.copy.release());
     if (what.transaction || request.code != operation_code::select)
         vesk_providers_commit(request.target, request.changes, nullptr);
 }
 
-void evaluate_sequence(evaluation &request, result &out, const xmlNode *root)
+c_string evaluate_sequence(evaluation &request, result &out, const xmlNode *root)
 {
     const bool transaction = is_named(root->children, "write-transaction");
     const xmlNode *first = transaction ? root->children->children : root->children;
     auto what = std::make_unique<edited>(transaction);
     aim(request, *what);
-    if (!collect_and_refresh(request, first)) return;
+    const auto answer = [&] { return c_string{malloc_copy(out.text())}; };
+    if (!collect_and_refresh(request, first)) return answer();
     if (what->running != vesk_config_get_running()) {
         // A provider replaced the configuration while it refreshed: that one is to be edited.
         what = std::make_unique<edited>(transaction);
@@ -173,11 +183,14 @@ void evaluate_sequence(evaluation &request, result &out, const xmlNode *root)
     unsigned errors = 0;
     for (const xmlNode *next = first; next && errors == 0;)
         next = evaluate_operation(request, next, errors);
+    // The answer is made first: once the changes are known it must not be lost for want of memory.
+    c_string text = answer();
     if (errors == 0 && !request.passive) install(request, *what);
+    return text;
 }
 
 /** Evaluates a parsed request whose root is to be "lsql". */
-std::string evaluate(const xmlDoc &document, const xmlNode *root, bool passive)
+c_string evaluate(const xmlDoc &document, const xmlNode *root, bool passive)
 {
     const busy_scope busy;
     result out;
@@ -188,15 +201,14 @@ std::string evaluate(const xmlDoc &document, const xmlNode *root, bool passive)
     const auto refuse = [&](const char *message) {
         out.error(message);
         out.counts(1, 0);
-        return out.text();
+        return c_string{malloc_copy(out.text())};
     };
     if (!is_named(root, "lsql")) return refuse("Top level name is not lsql.");
     set_origin(attribute_of(root, "origin"));
     if (external_updates_prohibited && vesk_query_origin)
         return refuse("External updates are prohibited.");
     if (!root->children) return refuse("Incomplete lsql request.");
-    evaluate_sequence(request, out, root);
-    return out.text();
+    return evaluate_sequence(request, out, root);
 }
 
 bool is_dumped(bool passive)
@@ -213,12 +225,12 @@ char *evaluate_document(xmlDoc &document, bool passive)
         vesk_debug_printf("LSQL query%s:\n", kind);
         xmlDocDump(vesk_debug_get_stream(), &document);
     }
-    const std::string text = evaluate(document, root, passive);
+    c_string text = evaluate(document, root, passive);
     if (is_dumped(passive)) {
         vesk_debug_printf("LSQL result%s:\n", kind);
-        continue_log_line("%s", text.c_str());
+        continue_log_line("%s", text.get());
     }
-    return malloc_copy(text);
+    return text.release();
 }
 
 /** Counts the evaluations under way. */
@@ -232,6 +244,10 @@ struct nested {
 char *eval(const char *text, bool passive)
 {
     if (!text) return none("Null request.\n");
+    if (is_loading()) {
+        vesk_debug_eprintf("Configuration is being loaded: request refused.\n");
+        return nullptr;
+    }
     if (nesting >= max_nesting) {
         vesk_debug_eprintf("LSQL request is nested deeper than %u: refused.\n", max_nesting);
         return nullptr;
@@ -239,7 +255,11 @@ char *eval(const char *text, bool passive)
     const nested counted;
     // An outer request gets its origin back; after the outermost the last origin stays.
     const auto outer = nesting > 1 ? std::make_unique<keep_origin>() : nullptr;
-    const xml_doc document = parse_xml(text, dtd::refuse);
+    if (!is_within_limits(text)) {
+        vesk_debug_eprintf("LSQL request is over a limit.\n");
+        throw std::bad_alloc{}; // to the client the same: no answer, its connection ends
+    }
+    const xml_doc document = parse_xml(text, xml_source::client);
     if (!document) {
         vesk_debug_eprintf("Invalid LSQL request: %s\n", text);
         return nullptr;
@@ -247,27 +267,33 @@ char *eval(const char *text, bool passive)
     return evaluate_document(*document, passive);
 }
 
-char *eval_or_report(const char *text, bool passive)
+char *eval_or_null(const char *text, bool passive)
+{
+    return or_on_oom<char *>(nullptr, [&] { return evaluate_text(text, passive); });
+}
+
+} // namespace
+
+char *evaluate_text(const char *text, bool passive)
 {
     try {
         return eval(text, passive);
     } catch (const std::bad_alloc &) {
-        vesk_debug_eprintf("LSQL request dropped: out of memory.\n");
-        return nullptr;
+        vesk_debug_eprintf("LSQL request dropped.\n");
+        throw;
     }
 }
 
-} // namespace
 } // namespace vesk
 
 char *vesk_query_eval(const char *request)
 {
-    return vesk::eval_or_report(request, false);
+    return vesk::eval_or_null(request, false);
 }
 
 char *vesk_query_eval_passive(const char *request)
 {
-    return vesk::eval_or_report(request, true);
+    return vesk::eval_or_null(request, true);
 }
 
 void vesk_query_action(const char *provider, const char *action, const char *class_name,

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "base/name_map.h"
+#include "base/never_destroyed.h"
 #include "base/or_on_oom.h"
 #include "core/log.h"
 #include "query/connection.h"
@@ -29,8 +30,8 @@ using parameter_table = vesk::name_map<const char>;
 
 vesk::owned_map<inform_handler> &handlers()
 {
-    static auto &table = *new vesk::owned_map<inform_handler>{8};
-    return table;
+    static vesk::never_destroyed<vesk::owned_map<inform_handler>> table{8U};
+    return *table;
 }
 
 std::unique_ptr<parameter_table> parameters; // while a request is being handled
@@ -130,8 +131,8 @@ constexpr vesk::protocol inform_protocol = {
 
 int vesk_inform_init(void)
 {
-    static auto &server = *new vesk::server{inform_protocol};
-    return server.listen(vesk_socket_get_unix("vesk_sock_inform", abstract_name)) ? 0 : 1;
+    static vesk::never_destroyed<vesk::server> server{inform_protocol};
+    return (*server).listen(vesk_socket_get_unix("vesk_sock_inform", abstract_name)) ? 0 : 1;
 }
 
 int vesk_inform_fn_add(const char *name, vesk_inform_fn handler)

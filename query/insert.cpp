@@ -49,8 +49,8 @@ bool insert_instance(evaluation &request, const xmlNode &element)
     const char *name = attribute_of(&element, "name");
     instance_ptr instance{make_instance(*cls, name)};
     if (!instance) {
-        request.error(message_length, "Bad instance name \"%s\" of class \"%s\".", name ? name : "(null)",
-                      class_name);
+        request.error(message_length, "Bad instance name \"%s\" of class \"%s\".",
+                      name ? name : "(null)", class_name);
         return false;
     }
     for (const xmlNode *p = element.children; p; p = p->next)

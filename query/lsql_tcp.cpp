@@ -2,6 +2,7 @@
 
 #include <cerrno>
 
+#include "base/never_destroyed.h"
 #include "core/log.h"
 #include "query/connection.h"
 #include "query/limits.h"
@@ -69,8 +70,8 @@ constexpr vesk::protocol lsql_protocol = {
 
 int vesk_lsql_init(void)
 {
-    static auto &server = *new vesk::server{lsql_protocol};
-    if (server.listen(vesk_socket_get_tcp(port, 1))) return 0;
+    static vesk::never_destroyed<vesk::server> server{lsql_protocol};
+    if ((*server).listen(vesk_socket_get_tcp(port, 1))) return 0;
     vesk_debug_eprintf("Unable to open LSQL TCP socket - disabled.\n");
     return 1;
 }

@@ -6,6 +6,7 @@
 
 #include <qorn.h>
 
+#include "base/never_destroyed.h"
 #include "base/or_on_oom.h"
 #include "base/text.h"
 #include "base/xml.h"
@@ -78,8 +79,8 @@ constexpr vesk::protocol notify_protocol = {
 
 vesk::server &notify_server()
 {
-    static auto &instance = *new vesk::server{notify_protocol};
-    return instance;
+    static vesk::never_destroyed<vesk::server> instance{notify_protocol};
+    return *instance;
 }
 
 /** Text escaped for an attribute or an element. Throws std::bad_alloc. */
@@ -95,6 +96,13 @@ std::string attribute(const char *name, const char *text)
 {
     if (!text) return {};
     return std::string{" "} + name + "=\"" + escaped(text) + "\"";
+}
+
+/** Queues a message for one subscriber, whole or not at all; what fails for one is no other's loss.
+ */
+bool deliver(vesk::connection &subscriber, const std::string &text)
+{
+    return vesk::or_on_oom(false, [&] { return subscriber.send(text, vesk::max_backlog); });
 }
 
 /** A message as it goes out: with its line feed and the NUL that delimits it. */
@@ -117,7 +125,7 @@ void vesk_notify_conf_change(const char *origin)
         const std::string text = message("<conf_changed" + attribute("origin", origin) + ">" +
                                          std::to_string(change_counter) + "</conf_changed>");
         for (vesk::connection *subscriber : subscribers)
-            if (subscriber) subscriber->send(text, vesk::max_backlog);
+            if (subscriber) deliver(*subscriber, text);
         return 0;
     });
 }
@@ -137,7 +145,7 @@ void vesk_notify_object_change(const char *origin, const char *class_name,
                     attribute("name", instance_name) + "><" + name + ">" + escaped(value) + "</" +
                     name + "></" + cls + "></object_changed>");
         for (vesk::connection *&slot : subscribers)
-            if (slot && !slot->send(text, vesk::max_backlog)) free_slot(*slot);
+            if (slot && !deliver(*slot, text)) free_slot(*slot);
         return 0;
     });
 }

@@ -56,8 +56,10 @@ bool set_from_element(evaluation &request, vesk_instance &instance, const xmlNod
                       class_name);
         return false;
     }
-    // Recorded first: a change that the providers are not told of must not be made.
+    // Recorded first: a change that the providers are not told of must not be made. Of an instance
+    // that was inserted under this change set they are told as it is.
     if (kind == setting::existing_instance &&
+        vesk_changes_get_instance_before(request.changes, &instance) &&
         vesk_changes_add_property(request.changes, &instance, name) != 0)
         throw std::bad_alloc{};
     if (!set_value(instance, name, value)) {

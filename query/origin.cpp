@@ -1,5 +1,6 @@
 #include "query/origin.h"
 
+#include <cstring>
 #include <utility>
 
 #include "vesk/query.h"
@@ -9,38 +10,32 @@ const char *vesk_query_origin = nullptr;
 namespace vesk {
 namespace {
 
-std::optional<std::string> &current()
-{
-    static auto &text = *new std::optional<std::string>;
-    return text;
-}
+std::unique_ptr<char[]> current; // what vesk_query_origin points to, unless that is an outer one
 
-void publish()
+void publish(std::unique_ptr<char[]> text)
 {
-    vesk_query_origin = current() ? current()->c_str() : nullptr;
+    current = std::move(text);
+    vesk_query_origin = current.get();
 }
 
 } // namespace
 
-const std::optional<std::string> &origin()
-{
-    return current();
-}
-
 void set_origin(const char *text)
 {
-    std::optional<std::string> fresh;
-    if (text) fresh = text;
-    current() = std::move(fresh);
-    publish();
+    std::unique_ptr<char[]> fresh;
+    if (text) {
+        const size_t size = std::strlen(text) + 1;
+        fresh.reset(new char[size]);
+        std::memcpy(fresh.get(), text, size);
+    }
+    publish(std::move(fresh));
 }
 
-keep_origin::keep_origin() : outer_{current()} {}
+keep_origin::keep_origin() : outer_{std::move(current)} {}
 
 keep_origin::~keep_origin()
 {
-    current() = std::move(outer_);
-    publish();
+    publish(std::move(outer_));
 }
 
 } // namespace vesk

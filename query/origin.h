@@ -1,18 +1,14 @@
 #ifndef VESK_QUERY_ORIGIN_H
 #define VESK_QUERY_ORIGIN_H
 
-#include <optional>
-#include <string>
+#include <memory>
 
 namespace vesk {
-
-/** The origin of the request being served, behind vesk_query_origin. */
-const std::optional<std::string> &origin();
 
 /** Makes text (null: none) the origin. Throws std::bad_alloc. */
 void set_origin(const char *text);
 
-/** Puts the origin of an outer request back when an inner one ends. */
+/** Puts the origin of an outer request back, the very same string, when an inner one ends. */
 class keep_origin {
   public:
     keep_origin();
@@ -21,7 +17,7 @@ class keep_origin {
     keep_origin &operator=(const keep_origin &) = delete;
 
   private:
-    std::optional<std::string> outer_;
+    std::unique_ptr<char[]> outer_;
 };
 
 } // namespace vesk

@@ -54,6 +54,7 @@ void result::property(std::string_view class_name, const char *name, const char 
     open(name);
     if (value && append_text(body_, value)) report_unwritable(std::string{class_name}, name);
     close(name);
+    check_size();
 }
 
 std::string result::text() const

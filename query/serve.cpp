@@ -4,18 +4,18 @@
 
 #include "base/text.h"
 #include "core/log.h"
+#include "query/evaluate.h"
 #include "query/limits.h"
-#include "vesk/query.h"
 
 namespace vesk {
 
 void answer(connection &c, const std::string &request, std::string_view ending)
 {
-    const c_string text{vesk_query_eval(request.c_str())};
+    const c_string text{evaluate_text(request.c_str(), false)};
     if (!text) return;
     std::string whole = text.get();
     whole += ending;
-    c.send(whole, max_result + ending.size());
+    c.send(whole, whole.size());
 }
 
 void report_too_long(size_t length)

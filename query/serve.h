@@ -9,7 +9,10 @@
 
 namespace vesk {
 
-/** Evaluates a client's request and sends the answer, if any, followed by ending. */
+/**
+ * Evaluates a client's request and sends the answer, if any, followed by ending. Throws
+ * std::bad_alloc when the request was lost: its connection is to end, since no answer will come.
+ */
 void answer(connection &c, const std::string &request, std::string_view ending);
 
 void report_too_long(size_t length);

@@ -1,5 +1,6 @@
 #include "vesk/query.h"
 
+#include "base/never_destroyed.h"
 #include "query/connection.h"
 #include "query/limits.h"
 #include "query/serve.h"
@@ -43,6 +44,6 @@ constexpr vesk::protocol socket_api_protocol = {
 
 int vesk_socket_api_init(void)
 {
-    static auto &server = *new vesk::server{socket_api_protocol};
-    return server.listen(vesk_socket_get_unix("vesk_sock_lsql", abstract_name)) ? 0 : 1;
+    static vesk::never_destroyed<vesk::server> server{socket_api_protocol};
+    return (*server).listen(vesk_socket_get_unix("vesk_sock_lsql", abstract_name)) ? 0 : 1;
 }

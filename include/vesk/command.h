@@ -10,9 +10,9 @@ VESK_BEGIN_DECLS
  * through PATH, gets /dev/null as its input, a session of its own and no other descriptor of the
  * daemon.
  *
- * output: 0: the program's output goes to /dev/null; 1: only when the debug level is 0; 2 and
- * above: it is always the daemon's own. directory: where the program runs; null: where the daemon
- * runs.
+ * output: 0: the program's output goes to /dev/null; 1: it goes there while the debug level is 0; 2
+ * and above: it is always the daemon's own. directory: where the program runs; null: where the
+ * daemon runs.
  *
  * Result: the raw wait status (a missing program: 127 << 8), or -1.
  */

@@ -15,7 +15,8 @@ VESK_BEGIN_DECLS
  * be.
  *
  * A collection frees its instances where it deletes them (vesk_instances_delete_class() and
- * vesk_instances_delete_all()); "remove" gives an instance up. An instance belongs to at most one
+ * vesk_instances_delete_all()); "remove" gives an instance up. An instance is in a collection at
+ * most once, and belongs to at most one
  * collection that will free it.
  *
  * Iterators hold references only. Removing an instance while an iterator is in use, the one about
@@ -45,7 +46,7 @@ VESK_API vesk_instance *vesk_instances_get(const vesk_instances *instances, cons
 
 /**
  * Adds instance, which then belongs to the collection. 1 when its class type forbids it, silently
- * when the name is taken, or without memory; nothing has then changed.
+ * when the name is taken, or without memory.
  */
 VESK_API int vesk_instances_add(vesk_instances *instances, vesk_instance *instance);
 

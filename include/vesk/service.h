@@ -43,7 +43,7 @@ VESK_API int vesk_service_is_running(const char *name);
 
 /**
  * Sends sig and waits at most timeout_us microseconds for the end; 0 does not wait. 1 when
- * signalled (and ended), 0 when there was nothing to signal, -1 when time ran out.
+ * it was signalled or had ended already, 0 for a stopped or unknown one, -1 when time ran out.
  */
 VESK_API int vesk_service_stop(const char *name, int sig, int timeout_us);
 
