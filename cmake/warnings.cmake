@@ -7,7 +7,10 @@ target_compile_options(
 if(VESK_SANITIZE)
   target_compile_options(vesk_warnings INTERFACE -fsanitize=address,undefined
                                                  -fno-omit-frame-pointer
-                                                 -fno-sanitize-recover=undefined)
+                                                 -fno-sanitize-recover=undefined
+                                                 # gcc sees uninitialised use in instrumented
+                                                 # code of its own library
+                                                 -Wno-maybe-uninitialized)
   target_link_options(vesk_warnings INTERFACE -fsanitize=address,undefined)
   target_compile_definitions(vesk_warnings INTERFACE VESK_SANITIZED=1)
 endif()

@@ -1,31 +1,27 @@
 /*
- * Access lists: entries that share a name form one list. Writes a file for each list that changed and
- * removes that of a list which has no entry left.
+ * Access lists: entries that share a name form one list. Writes a file for each list that changed
+ * and removes that of a list which has no entry left.
  */
 #include <stdio.h>
 #include <unistd.h>
 
 #include "define.h"
 
-static int is_mac(const char *value)
-{
-    for (int i = 0; i < 17; ++i)
-        if (i % 3 == 2 ? value[i] != ':' : !isxdigit((unsigned char)value[i])) return 0;
-    return value[17] == '\0';
-}
+DEFINE_VALIDATOR(is_mac, vesk_input_is_mac)
 
 static int is_policy(const char *value)
 {
     static const char *const policies[] = {"allow", "deny", NULL};
-    return is_one_of(value, policies);
+    return vesk_input_is_string_in_array(value, (int)strlen(value), policies);
 }
 
-static void write_list(vesk_instances *after, const char *name)
+static void write_list(vesk_instances *after, const char *class_name, const char *list,
+                       vesk_commit_info *info)
 {
+    (void)info;
     char path[128];
-    snprintf(path, sizeof path, "/etc/access-%s.conf", name);
-    vesk_instances_iterator *entries =
-        vesk_instances_new_group_iterator(after, "access_list", name);
+    snprintf(path, sizeof path, "/etc/access-%s.conf", list);
+    vesk_instances_iterator *entries = vesk_instances_new_group_iterator(after, class_name, list);
     if (!vesk_instances_iterator_has_next(entries)) unlink(path);
     FILE *file = vesk_instances_iterator_has_next(entries) ? fopen(path, "w") : NULL;
     while (file && vesk_instances_iterator_has_next(entries)) {
@@ -37,22 +33,6 @@ static void write_list(vesk_instances *after, const char *name)
     vesk_instances_delete_iterator(entries);
 }
 
-static void write_lists_of(vesk_instances_iterator *entries, vesk_instances *after)
-{
-    while (vesk_instances_iterator_has_next(entries))
-        write_list(after, vesk_instance_get_name(vesk_instances_iterator_next(entries)));
-    vesk_instances_delete_iterator(entries);
-}
-
-static void commit(vesk_commit_info *info)
-{
-    vesk_changes *changes = vesk_commit_info_get_changes(info);
-    vesk_instances *after = vesk_commit_info_get_after(info);
-    write_lists_of(vesk_changes_new_class_instances_iterator(changes, "access_list"), after);
-    write_lists_of(vesk_changes_new_deleted_class_instances_iterator(changes, "access_list"),
-                   after);
-}
-
 void vesk_plugin_init(void)
 {
     if (!vesk_plugin_new(VESK_PLUGIN_VERSION)) return;
@@ -61,7 +41,7 @@ void vesk_plugin_init(void)
     define_property(access_list, "policy", is_policy);
     vesk_classes_add(access_list);
 
-    vesk_provider *provider = vesk_provider_new("access_list");
-    vesk_provider_set_commit_fn(provider, commit, NULL);
-    vesk_providers_add(provider);
+    vesk_committer *committer = vesk_committer_new();
+    vesk_committer_set_group_change_fn(committer, "access_list", write_list);
+    define_provider("access_list", committer, NULL);
 }

@@ -3,7 +3,9 @@
 
 #include "define.h"
 
-static void commit(vesk_commit_info *info)
+DEFINE_VALIDATOR(is_address, vesk_input_is_ip)
+
+static void write_servers(vesk_commit_info *info)
 {
     if (!vesk_changes_contains_class(vesk_commit_info_get_changes(info), "dns_server")) return;
     FILE *file = fopen("/etc/resolv.conf", "w");
@@ -25,10 +27,10 @@ void vesk_plugin_init(void)
 {
     if (!vesk_plugin_new(VESK_PLUGIN_VERSION)) return;
     vesk_class *dns_server = define_class("dns_server", VESK_CLASS_ANONYMOUS);
-    vesk_property_set_required_on_insert(define_property(dns_server, "address", is_ipv4), 1);
+    vesk_property_set_required_on_insert(define_property(dns_server, "address", is_address), 1);
     vesk_classes_add(dns_server);
 
-    vesk_provider *provider = vesk_provider_new("dns_server");
-    vesk_provider_set_commit_fn(provider, commit, NULL);
-    vesk_providers_add(provider);
+    vesk_committer *committer = vesk_committer_new();
+    vesk_committer_set_pre_commit_fn(committer, write_servers);
+    define_provider("dns_server", committer, NULL);
 }

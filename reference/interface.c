@@ -1,31 +1,20 @@
 /*
- * Interfaces: an abstract class whose property "type" says which of its subclasses an object is of. A
- * name is unique among all of them. Logs what was changed, the least that a provider can do.
+ * Interfaces: an abstract class whose property "type" says which of its subclasses an object is of.
+ * A name is unique among all of them. Logs what changed, the least that a provider can do.
  */
 #include "define.h"
 
-static int is_mtu(const char *value)
-{
-    return is_number_in(value, 68, 9000);
-}
+DEFINE_VALIDATOR(is_address, vesk_input_is_ip)
+DEFINE_VALIDATOR(is_state, vesk_input_is_on_off)
+DEFINE_VALIDATOR(is_mtu, vesk_input_is_int_in_range, 68, 9000)
 
-static void log_changed(vesk_changes *changes, const char *what, vesk_instances_iterator *changed)
+static void changed(vesk_instance *after, vesk_instance *before, vesk_commit_info *info)
 {
-    while (vesk_instances_iterator_has_next(changed)) {
-        vesk_instance *interface = vesk_instances_iterator_next(changed);
-        const int is_new = !vesk_changes_get_instance_before(changes, interface);
-        vesk_debug_1printf("%s %s is %s.\n", what, vesk_instance_get_name(interface),
-                           is_new ? "new" : "changed");
-    }
-    vesk_instances_delete_iterator(changed);
-}
-
-static void commit(vesk_commit_info *info)
-{
-    vesk_changes *changes = vesk_commit_info_get_changes(info);
-    log_changed(changes, "Ethernet",
-                vesk_changes_new_class_instances_iterator(changes, "ethernet"));
-    log_changed(changes, "Bridge", vesk_changes_new_class_instances_iterator(changes, "bridge"));
+    (void)info;
+    vesk_debug_1printf("Interface %s is %s.\n", vesk_instance_get_name(after ? after : before),
+                       !after    ? "gone"
+                       : !before ? "new"
+                                 : "changed");
 }
 
 static vesk_class *define_subclass(const char *name)
@@ -41,8 +30,8 @@ void vesk_plugin_init(void)
     vesk_class *interface = define_class("interface", VESK_CLASS_UNIQUE_NAMED);
     vesk_class_set_abstract(interface, 1);
     vesk_class_set_subclass_identifier(interface, vesk_property_new("type"));
-    define_property(interface, "address", is_ipv4);
-    define_property(interface, "state", is_switch);
+    define_property(interface, "address", is_address);
+    define_property(interface, "state", is_state);
     vesk_classes_add(interface);
 
     vesk_class *ethernet = define_subclass("ethernet");
@@ -50,10 +39,10 @@ void vesk_plugin_init(void)
     vesk_classes_add(ethernet);
 
     vesk_class *bridge = define_subclass("bridge");
-    define_property(bridge, "stp", is_switch);
+    define_property(bridge, "stp", is_state);
     vesk_classes_add(bridge);
 
-    vesk_provider *provider = vesk_provider_new("interface");
-    vesk_provider_set_commit_fn(provider, commit, NULL);
-    vesk_providers_add(provider);
+    vesk_committer *committer = vesk_committer_new();
+    vesk_committer_set_instance_change_fn(committer, "interface", changed, 1);
+    define_provider("interface", committer, NULL);
 }

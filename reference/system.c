@@ -1,43 +1,48 @@
 /*
- * The one object "system": host name and description, which are saved, and the time since boot, which
- * is read from the kernel before each request that asks for it. Its inform handler saves.
+ * The one object "system": host name and description, which are saved, and the load of the device,
+ * which is read from the kernel when a request asks for it. Other programs tell it to save.
  */
 #include <stdio.h>
 
 #include "define.h"
 
-static int is_host_name(const char *value)
+DEFINE_VALIDATOR(is_host_name, vesk_input_is_domain_label)
+
+static int is_description(const char *value)
 {
-    if (!*value || strlen(value) > 63) return 0;
-    for (; *value; ++value)
-        if (!isalnum((unsigned char)*value) && *value != '-') return 0;
-    return 1;
+    return strlen(value) <= 64;
 }
 
-static void commit(vesk_commit_info *info)
+static void host_name_changed(vesk_instance *system, const char *property, const char *name,
+                              const char *old_name)
 {
-    vesk_instance *before =
-        vesk_instances_get_singleton(vesk_commit_info_get_before(info), "system");
-    vesk_instance *after = vesk_instances_get_singleton(vesk_commit_info_get_after(info), "system");
-    const char *old_name = before ? vesk_instance_get_value(before, "hostname") : NULL;
-    const char *name = after ? vesk_instance_get_value(after, "hostname") : NULL;
-    if (!name || (old_name && strcmp(old_name, name) == 0)) return;
+    (void)system;
+    (void)property;
+    if (old_name && strcmp(old_name, name) == 0) return;
     FILE *file = fopen("/etc/hostname", "w");
     if (!file) return;
     fprintf(file, "%s\n", name);
     fclose(file);
 }
 
-static void refresh(vesk_refresh_info *info)
+/* The kernel's file is a text table already: one line, its columns separated by spaces. */
+static void read_load(void *path, char *buffer, int size)
 {
-    vesk_instance *system =
-        vesk_instances_get_singleton(vesk_refresh_info_get_instances(info), "system");
-    if (!vesk_refresh_info_contains_property(info, system, "uptime")) return;
-    FILE *file = fopen("/proc/uptime", "r");
+    FILE *file = fopen(path, "r");
     if (!file) return;
-    char seconds[32];
-    if (fscanf(file, "%31[0-9]", seconds) == 1) vesk_instance_set_value(system, "uptime", seconds);
+    if (!fgets(buffer, size, file)) *buffer = '\0';
     fclose(file);
+}
+
+static const char *load_columns[] = {"load1", "load5", "load15", "tasks", "", NULL};
+static vesk_txt_table load = {0,        read_load,   "/proc/loadavg", vesk_util_put2object,
+                              "system", load_columns};
+static vesk_txt_table *const tables[] = {&load, NULL};
+
+static const char *reading(vesk_instance *system, const char *property, vesk_refresh_info *info)
+{
+    (void)info;
+    return vesk_util_txt_tables_get_val(system, tables, property);
 }
 
 static int save(void)
@@ -50,13 +55,14 @@ void vesk_plugin_init(void)
     if (!vesk_plugin_new(VESK_PLUGIN_VERSION)) return;
     vesk_class *system = define_class("system", VESK_CLASS_SINGLETON);
     define_property(system, "hostname", is_host_name);
-    define_property(system, "description", is_text);
-    define_reading(system, "uptime");
+    define_property(system, "description", is_description);
+    vesk_util_txt_tables_add_properties(tables, system);
     vesk_classes_add(system);
 
-    vesk_provider *provider = vesk_provider_new("system");
-    vesk_provider_set_commit_fn(provider, commit, NULL);
-    vesk_provider_set_refresh_fn(provider, refresh, NULL);
-    vesk_providers_add(provider);
+    vesk_committer *committer = vesk_committer_new();
+    vesk_committer_set_property_change_fn(committer, "system", "hostname", host_name_changed);
+    vesk_refresher *refresher = vesk_refresher_new("system");
+    vesk_util_txt_tables_add_refresh(tables, refresher, reading);
+    define_provider("system", committer, refresher);
     vesk_inform_fn_add("save", save);
 }

@@ -136,8 +136,9 @@ def restart():
     check("the new name is back, what was not saved is not",
           "Caf&#xE9; &amp; Bar" in answer and ssid_of("r0") == "Café & Bar"
           and ssid_of("r3") == "sensors" and "192.0.2.99" in read("/etc/resolv.conf"))
-    uptime = ask('<lsql><select><system><hostname/><uptime/></system></select></lsql>')
-    check("a reading is fresh from the kernel", bool(re.search(r"<uptime>\d+</uptime>", uptime)))
+    load = ask('<lsql><select><system><hostname/><load1/><tasks/></system></select></lsql>')
+    check("readings are fresh from the kernel",
+          bool(re.search(r"<load1>[\d.]+</load1><tasks>\d+/\d+</tasks>", load)))
     return daemon
 
 

@@ -18,6 +18,8 @@ typedef struct vesk_actions vesk_actions;
 typedef struct vesk_commit_info vesk_commit_info;
 typedef struct vesk_refresh_info vesk_refresh_info;
 typedef struct vesk_provider vesk_provider;
+typedef struct vesk_committer vesk_committer;
+typedef struct vesk_refresher vesk_refresher;
 
 typedef struct vesk_plugin vesk_plugin;
 

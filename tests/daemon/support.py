@@ -180,7 +180,7 @@ class Daemon:
     @staticmethod
     def _environment(watchdog, extra):
         environment = os.environ | extra
-        options = ["detect_leaks=1", environment.get("ASAN_OPTIONS", "")]
+        options = ["detect_leaks=1", "quarantine_size_mb=64", environment.get("ASAN_OPTIONS", "")]
         if watchdog:
             environment["LD_PRELOAD"] = os.environ["VESK_WATCHDOG_STANDIN"]
             options.append("verify_asan_link_order=0")
