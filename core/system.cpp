@@ -67,7 +67,8 @@ std::vector<string> columns_of(string_view text, const char *const *names)
         const int index = vesk::find_name(names, string{line.substr(0, equals)}.c_str());
         if (index < 0 || index >= most_columns) continue;
         string value{line.substr(equals + 1)};
-        if (value.find(' ') != value.npos && value[0] != '"') value = '"' + value + '"';
+        if (value.find(' ') != value.npos && value[0] != '"')
+            value.insert(0, 1, '"').append(1, '"');
         columns[static_cast<size_t>(index)] = value;
     }
     return columns;
@@ -150,7 +151,7 @@ int vesk_util_findpid(const char *name)
     return vesk::or_on_oom(-1, [&] {
         int pid = -1;
         find_entry("/proc", [&](const char *entry) {
-            const int number = std::atoi(entry);
+            const auto number = static_cast<int>(std::strtol(entry, nullptr, 10));
             if (number == 0) return false;
             const string stat = beginning_of(string{"/proc/"} + entry + "/stat", longest_stat_line);
             if (stat.substr(0, stat.find('\n')).find(name) == stat.npos) return false;
