@@ -396,10 +396,11 @@ TEST_F(EloopRegisterTimeout, HandsBothDataToTheHandler)
 
 TEST_F(EloopRegisterTimeout, RunsInTheOrderOfTheirTimes)
 {
-    after(30000, "3");
-    after(10000, "1");
-    after(40000, "4");
-    after(20000, "2");
+    // Far enough apart that a busy machine does not register one after another is due.
+    after(300000, "3");
+    after(100000, "1");
+    after(400000, "4");
+    after(200000, "2");
     eloop_run();
     EXPECT_EQ(ran, "1234");
 }
