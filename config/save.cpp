@@ -16,7 +16,6 @@
 #include "model/classes.h"
 #include "model/instances.h"
 #include "model/iterator.h"
-#include "query/origin.h"
 #include "vesk/notify.h"
 #include "vesk/query.h"
 
