@@ -14,7 +14,8 @@
 #include "bench/addresses.h"
 #include "bench/result_tree.h"
 
-// What the transport alone costs: a server with the daemon's addresses and framings.
+// What the transport alone costs: a server with the daemon's framings, at addresses of its own, so
+// that it stands beside the daemon and both can be asked in turn.
 //
 //   echo_server E    sends each request back
 //   echo_server X    parses it, and builds and writes a fixed result of one object as a tree
@@ -40,14 +41,8 @@ std::string echo(const std::string &request)
 std::string parse_and_build(const std::string &request)
 {
     xmlFreeDoc(xmlParseMemory(request.data(), static_cast<int>(request.size())));
-    xmlDoc *document = vesk::bench::new_result_tree(1);
-    xmlChar *text = nullptr;
-    int length = 0;
-    xmlDocDumpMemory(document, &text, &length);
-    std::string answer{reinterpret_cast<const char *>(text), static_cast<size_t>(length)};
-    xmlFree(text);
-    xmlFreeDoc(document);
-    return answer;
+    static const vesk::bench::result_tree answer{1};
+    return answer.text();
 }
 
 bool send_all(int fd, const std::string &text)
@@ -87,7 +82,7 @@ bool serve(peer &p, answer_function answer)
     return p.local ? serve_local(p, answer) : serve_tcp(p, answer);
 }
 
-unique_fd listen_on(bool local)
+unique_fd listen_on(const vesk::bench::server_address &server, bool local)
 {
     unique_fd fd{socket(local ? AF_UNIX : AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)};
     const int on = 1;
@@ -95,7 +90,7 @@ unique_fd listen_on(bool local)
     const auto bind_it = [&](const sockaddr *a, socklen_t length) {
         return bind(fd.get(), a, length);
     };
-    if (vesk::bench::with_address(local, bind_it) != 0 || listen(fd.get(), SOMAXCONN) != 0)
+    if (vesk::bench::with_address(server, local, bind_it) != 0 || listen(fd.get(), SOMAXCONN) != 0)
         fd.reset();
     return fd;
 }
@@ -129,13 +124,14 @@ void run(const unique_fd (&listening)[2], answer_function answer)
 int main(int argc, char *argv[])
 {
     const std::string mode = argc == 2 ? argv[1] : "";
-    if (mode != "E" && mode != "X") {
+    const auto *server = vesk::bench::address_of(mode);
+    if (!server || (mode != "E" && mode != "X")) {
         std::fputs("usage: echo_server E|X\n", stderr);
         return 2;
     }
     // The local one last: who can connect there finds both.
-    unique_fd tcp = listen_on(false);
-    const unique_fd listening[2] = {listen_on(true), std::move(tcp)};
+    unique_fd tcp = listen_on(*server, false);
+    const unique_fd listening[2] = {listen_on(*server, true), std::move(tcp)};
     if (!listening[0] || !listening[1]) {
         std::perror("echo_server");
         return 1;

@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "config/paths.h"
-#include "core/log.h"
 #include "vesk/vesk.h"
 
 // The parts of the daemon, called directly.
@@ -19,32 +18,37 @@ namespace vesk::bench {
 namespace {
 
 const char *directory = nullptr;
+size_t loaded = 0;
+
+[[noreturn]] void die(const char *what, const char *which)
+{
+    std::fprintf(stderr, "micro: %s %s\n", what, which);
+    std::exit(1);
+}
 
 void use_startup_file(size_t objects)
 {
     paths().startup = config_file(objects).c_str();
-    if (vesk_config_copy_startup_to_running() == 0) return;
-    std::fprintf(stderr, "micro: cannot load %s\n", paths().startup);
-    std::exit(1);
+    if (vesk_config_copy_startup_to_running() != 0) die("cannot load", paths().startup);
+    if (count_objects(*vesk_config_get_running()) != objects)
+        die("some objects were left out of", paths().startup);
 }
 
 /** Makes the daemon's registries, as it does at its start. */
 void start_up()
 {
-    exchange_log_stream(std::fopen("/dev/null", "w"));
+    vesk_debug_init();
     vesk_providers_init();
     vesk_plugin_init();
-    if (vesk_classes_done_adding() == 0 && vesk_providers_done_adding() == 0) return;
-    std::fputs("micro: the plug-in was refused\n", stderr);
-    std::exit(1);
+    if (vesk_classes_done_adding() != 0 || vesk_providers_done_adding() != 0)
+        die("refused:", "the plug-in");
 }
 
 void add_benchmarks(const std::vector<size_t> &sizes)
 {
-    add_instance_benchmarks();
     for (const size_t objects : sizes) {
-        add_collection_benchmarks(objects);
         add_query_benchmarks(objects);
+        add_edit_benchmarks(objects);
         add_config_benchmarks(objects);
     }
 }
@@ -61,10 +65,24 @@ const std::string &config_file(size_t objects)
 
 vesk_instances &world(size_t objects)
 {
-    static size_t loaded = 0;
     if (loaded != objects) use_startup_file(objects);
     loaded = objects;
     return *vesk_config_get_running();
+}
+
+void world_changed()
+{
+    loaded = 0;
+}
+
+size_t count_objects(const vesk_instances &instances)
+{
+    size_t count = 0;
+    vesk_instances_iterator *iterator = vesk_instances_new_iterator(&instances);
+    while (vesk_instances_iterator_has_next(iterator) && vesk_instances_iterator_next(iterator))
+        ++count;
+    vesk_instances_delete_iterator(iterator);
+    return count;
 }
 
 } // namespace vesk::bench

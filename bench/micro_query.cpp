@@ -5,38 +5,36 @@
 
 #include "base/text.h"
 #include "bench/requests.h"
-#include "model/instances.h"
-#include "vesk/config.h"
-#include "vesk/query.h"
+#include "vesk/vesk.h"
 
-// Requests that differ from one iteration to the next are written beforehand. One of each kind is
-// answered beforehand as well, and its answer looked at.
+// Before anything is measured, one request of each kind is answered and its answer looked at.
 
 namespace vesk::bench {
 namespace {
 
+using ::benchmark::DoNotOptimize;
 using ::benchmark::State;
-using evaluator = char *(*)(const char *);
-using requests = std::vector<std::string>;
 
-constexpr size_t variants = 64;
-
-/** Whether a request touches so many objects and makes no error; else the benchmark ends. */
-bool succeeds(State &state, evaluator evaluate, const std::string &request, size_t touched)
+/** Whether a request makes no error and each of its operations touches so many objects. */
+bool succeeds(const std::string &request, size_t operations, size_t touched)
 {
-    const c_string answer{evaluate(request.c_str())};
+    const c_string answer{vesk_query_eval(request.c_str())};
+    if (!answer) return false;
     const std::string counts = "<rc>0</rc><counter>" + std::to_string(touched) + "</counter>";
-    if (answer && std::strstr(answer.get(), counts.c_str())) return true;
-    state.SkipWithError("the request was not answered as it should");
-    return false;
+    const char *at = answer.get();
+    for (size_t i = 0; i < operations; ++i) {
+        at = std::strstr(at, counts.c_str());
+        if (!at) return false;
+        at += counts.size();
+    }
+    return true;
 }
 
-void answer_in_turn(State &state, evaluator evaluate, const requests &all, size_t touched)
+void answer_in_turn(State &state, const std::vector<std::string> &requests)
 {
-    if (!succeeds(state, evaluate, all.front(), touched)) return;
     size_t i = 0;
     for (auto _ : state) {
-        const c_string answer{evaluate(all[i++ % all.size()].c_str())};
+        const c_string answer{vesk_query_eval(requests[i++ % requests.size()].c_str())};
         if (!answer) state.SkipWithError("no answer");
     }
 }
@@ -44,70 +42,69 @@ void answer_in_turn(State &state, evaluator evaluate, const requests &all, size_
 void select_one(State &state, size_t objects)
 {
     world(objects);
-    requests all;
-    for (const object &which : random_objects(variants, objects))
-        all.push_back(bench::select_one(which));
-    answer_in_turn(state, vesk_query_eval, all, 1);
+    std::vector<std::string> requests;
+    for (const object &which : random_objects(variants, objects, usual_seed))
+        requests.push_back(bench::select_one(which));
+    if (!succeeds(requests.front(), 1, 1)) return state.SkipWithError("not selected");
+    answer_in_turn(state, requests);
 }
 
-void select_thousand(State &state, size_t objects)
+/** Where in the file the last object of a class stands. */
+size_t last_of(size_t cls, size_t objects)
 {
-    world(objects);
-    const size_t touched =
-        first_class_is_full(objects) ? most_in_first_class : objects / class_count;
-    answer_in_turn(state, vesk_query_eval, {bench::select_thousand(objects)}, touched);
+    const size_t end = cls + 1 < class_count ? file_position({cls + 1, 0}, objects) : objects;
+    return end - 1;
 }
 
+/** What that one has where it is asked for, and no other. */
+class_texts last_values(size_t objects)
+{
+    class_texts values;
+    for (size_t cls = 0; cls < class_count; ++cls)
+        values[cls] = value_in_file(last_of(cls, objects), asked_property(cls));
+    return values;
+}
+
+/** The answers to a match and to none show that every class is gone through to its end. */
 void where_scan(State &state, size_t objects)
 {
     world(objects);
-    answer_in_turn(state, vesk_query_eval, {select_none()}, 0);
+    const std::string none = select_none();
+    if (!succeeds(select_where(last_values(objects)), class_count, 1))
+        return state.SkipWithError("the last object of a class was not found");
+    if (!succeeds(none, class_count, 0)) return state.SkipWithError("something was found");
+    answer_in_turn(state, {none});
 }
 
-void update(State &state, size_t objects, evaluator evaluate,
-            std::string (*wrap)(const std::string &))
+void scan_class_by_hand(const vesk_instances &instances, size_t cls)
 {
-    world(objects);
-    requests all;
-    for (const object &which : random_objects(variants, objects))
-        all.push_back(wrap(update_one(which, value_text(all.size()))));
-    answer_in_turn(state, evaluate, all, 1);
-}
-
-/** Takes what was inserted out again; false when it is not there. */
-bool take_out_inserted(size_t count)
-{
-    vesk_instances *running = vesk_config_get_running();
-    for (size_t i = 0; i < count; ++i) {
-        const object which = inserted_at(i);
-        vesk_instance *instance =
-            vesk_instances_get(running, class_name(which).c_str(), object_name(which).c_str());
-        if (!instance) return false;
-        vesk_instances_remove(running, instance);
-        vesk_instance_delete(instance);
+    const std::string class_text = class_name({cls, 0});
+    const std::string property = property_name(asked_property(cls));
+    vesk_instances_iterator *iterator =
+        vesk_instances_new_class_iterator(&instances, class_text.c_str());
+    while (vesk_instances_iterator_has_next(iterator)) {
+        const vesk_instance *instance = vesk_instances_iterator_next(iterator);
+        const char *value = vesk_instance_get_value(instance, property.c_str());
+        DoNotOptimize(value && std::strcmp(value, "00000000000x") == 0);
     }
-    return true;
+    vesk_instances_delete_iterator(iterator);
 }
 
-void insert(State &state, size_t objects, const std::string &request, size_t count)
+/** What the where expression without a match asks of every instance, through the interface that
+ * plug-ins have. */
+void scan_by_hand(State &state, size_t objects)
 {
-    world(objects);
-    for (auto _ : state) {
-        measure(state, [&] { c_string{vesk_query_eval(request.c_str())}; });
-        if (!take_out_inserted(count)) state.SkipWithError("nothing was inserted");
-    }
+    const vesk_instances &instances = world(objects);
+    for (auto _ : state)
+        for (size_t cls = 0; cls < class_count; ++cls)
+            scan_class_by_hand(instances, cls);
 }
 
-void delete_one(State &state, size_t objects)
+void changes_new(State &state, size_t objects)
 {
-    world(objects);
-    const std::string inserting = insert_one();
-    const std::string request = bench::delete_one(inserted_at(0));
-    for (auto _ : state) {
-        c_string{vesk_query_eval(inserting.c_str())};
-        measure(state, [&] { c_string{vesk_query_eval(request.c_str())}; });
-        if (take_out_inserted(1)) state.SkipWithError("nothing was deleted");
-    }
+    vesk_instances &instances = world(objects);
+    for (auto _ : state)
+        vesk_changes_delete(vesk_changes_new(&instances));
 }
 
 } // namespace
@@ -115,20 +112,9 @@ void delete_one(State &state, size_t objects)
 void add_query_benchmarks(size_t objects)
 {
     add("select_one", objects, [=](State &s) { select_one(s, objects); });
-    if (objects >= 1000)
-        add("select_thousand", objects, [=](State &s) { select_thousand(s, objects); });
     add("where_scan", objects, [=](State &s) { where_scan(s, objects); });
-    add("update_transaction", objects,
-        [=](State &s) { update(s, objects, vesk_query_eval, in_transaction); });
-    add("update_passive", objects,
-        [=](State &s) { update(s, objects, vesk_query_eval_passive, as_request); });
-    add("insert_one", objects, [=](State &s) {
-        insert(s, objects, insert_one(), 1);
-    })->UseManualTime();
-    add("insert_thousand", objects, [=](State &s) {
-        insert(s, objects, insert_thousand(), 1000);
-    })->UseManualTime();
-    add("delete_one", objects, [=](State &s) { delete_one(s, objects); })->UseManualTime();
+    add("scan_by_hand", objects, [=](State &s) { scan_by_hand(s, objects); });
+    add("changes_new", objects, [=](State &s) { changes_new(s, objects); });
 }
 
 } // namespace vesk::bench

@@ -5,8 +5,8 @@
 #include <string>
 
 // The objects of a configuration of a given size, as make_config.py writes them and bench_plugin.c
-// declares them. The first class never has more than 1,000 objects, so that a select of that class
-// asks of every larger configuration the same.
+// declares them. The first class has 1,000 objects in every larger configuration, so that a select
+// of that class asks of each the same, and stands first in the file.
 
 namespace vesk::bench {
 
@@ -22,8 +22,8 @@ struct object {
 /** The object at a position of a configuration of total objects; total is a multiple of five. */
 object object_at(size_t position, size_t total);
 
-/** Whether the first class alone has its 1,000 objects. */
-bool first_class_is_full(size_t total);
+/** Where an object stands in the file, which has one class behind the other. */
+size_t file_position(const object &which, size_t total);
 
 std::string class_name(const object &which);
 std::string object_name(const object &which);
@@ -31,6 +31,9 @@ std::string property_name(size_t number);
 
 /** Twelve bytes. */
 std::string value_text(size_t seed);
+
+/** The value that an object of the file has. */
+std::string value_in_file(size_t position, size_t property);
 
 } // namespace vesk::bench
 

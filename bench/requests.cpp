@@ -1,5 +1,6 @@
 #include "bench/requests.h"
 
+#include <algorithm>
 #include <random>
 
 namespace vesk::bench {
@@ -20,17 +21,15 @@ std::string named(const object &which, const std::string &content)
     return "<" + name + " name=\"" + object_name(which) + "\">" + content + "</" + name + ">";
 }
 
-std::string select_class(size_t cls, const std::string &where)
+std::string select_class(size_t cls)
 {
-    return element("select", "<" + class_name({cls, 0}) + " properties=\"all\"/>") + where;
+    return element("select", "<" + class_name({cls, 0}) + " properties=\"all\"/>");
 }
 
-std::string select_all_classes(const std::string &where)
+std::string where_equal(size_t property, const std::string &value)
 {
-    std::string selects;
-    for (size_t cls = 0; cls < class_count; ++cls)
-        selects += select_class(cls, where);
-    return selects;
+    return element("where", element("eq", element("property", property_name(property)) +
+                                              element("value", value)));
 }
 
 std::string new_object(size_t position)
@@ -50,15 +49,29 @@ std::string select_one(const object &which)
                       "\" properties=\"all\"/></select>");
 }
 
-std::string select_thousand(size_t total)
+std::string select_first_class()
 {
-    return as_request(first_class_is_full(total) ? select_class(0, "") : select_all_classes(""));
+    return as_request(select_class(0));
+}
+
+size_t asked_property(size_t cls)
+{
+    return cls * property_count / class_count;
+}
+
+std::string select_where(const class_texts &values)
+{
+    std::string operations;
+    for (size_t cls = 0; cls < class_count; ++cls)
+        operations += select_class(cls) + where_equal(asked_property(cls), values[cls]);
+    return as_request(operations);
 }
 
 std::string select_none()
 {
-    return as_request(select_all_classes(
-        "<where><eq><property>p0</property><value>none has this</value></eq></where>"));
+    class_texts values;
+    values.fill("00000000000x"); // begins as they all do
+    return select_where(values);
 }
 
 std::string update_one(const object &which, const std::string &value)
@@ -66,9 +79,23 @@ std::string update_one(const object &which, const std::string &value)
     return element("update", named(which, element("p0", value)));
 }
 
-std::string insert_one()
+std::vector<std::string> updates(size_t total, size_t first_value, unsigned seed, wrapper wrap)
 {
-    return as_request(element("insert", new_object(0)));
+    const std::vector<object> objects = random_objects(variants / 2, total, seed);
+    std::vector<std::string> all;
+    for (size_t i = 0; i < variants; ++i)
+        all.push_back(wrap(update_one(objects[i % objects.size()], value_text(first_value + i))));
+    return all;
+}
+
+object inserted_at(size_t position)
+{
+    return {inserted_class, first_inserted_number + position};
+}
+
+std::string insert_one(size_t position)
+{
+    return as_request(element("insert", new_object(position)));
 }
 
 std::string insert_thousand()
@@ -76,12 +103,7 @@ std::string insert_thousand()
     std::string objects;
     for (size_t i = 0; i < 1000; ++i)
         objects += new_object(i);
-    return as_request(element("insert", objects));
-}
-
-object inserted_at(size_t position)
-{
-    return {inserted_class, first_inserted_number + position};
+    return in_transaction(element("insert", objects));
 }
 
 std::string delete_one(const object &which)
@@ -100,13 +122,22 @@ std::string as_request(const std::string &operations)
     return element("lsql", operations);
 }
 
-std::vector<object> random_objects(size_t count, size_t total)
+std::vector<object> random_objects(size_t count, size_t total, unsigned seed)
 {
-    std::mt19937 random{42};
+    std::mt19937 random{seed};
     std::vector<object> chosen;
     for (size_t i = 0; i < count; ++i)
         chosen.push_back(object_at(random() % total, total));
     return chosen;
+}
+
+std::vector<object> shuffled_objects(size_t total, unsigned seed)
+{
+    std::vector<object> all;
+    for (size_t position = 0; position < total; ++position)
+        all.push_back(object_at(position, total));
+    std::shuffle(all.begin(), all.end(), std::mt19937{seed});
+    return all;
 }
 
 } // namespace vesk::bench

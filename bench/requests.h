@@ -1,6 +1,7 @@
 #ifndef VESK_BENCH_REQUESTS_H
 #define VESK_BENCH_REQUESTS_H
 
+#include <array>
 #include <string>
 #include <vector>
 
@@ -8,23 +9,46 @@
 
 namespace vesk::bench {
 
+/** So many different requests that the objects which they touch do not all stay in a cache. */
+constexpr size_t variants = 16'384;
+
 /** All properties of one object. */
 std::string select_one(const object &which);
 
-/** All properties of 1,000 objects: those of the first class or, while it is not full, of all. */
-std::string select_thousand(size_t total);
+/** All properties of the first class, which has 1,000 objects when it is full. */
+std::string select_first_class();
 
-/** All objects whose p0 is a value that none has. */
+/** A text for each class. */
+using class_texts = std::array<std::string, class_count>;
+
+/** The property that a where expression of these requests asks for: in each class another one. */
+size_t asked_property(size_t cls);
+
+/** In each class, all objects that have a value: an operation for each class. */
+std::string select_where(const class_texts &values);
+
+/** The same with a value that no object has, of the length of those that they have. */
 std::string select_none();
 
 /** Sets p0. */
 std::string update_one(const object &which, const std::string &value);
 
-std::string insert_one();
-std::string insert_thousand();
+using wrapper = std::string (*)(const std::string &operations);
 
-/** The object that insert_thousand() inserts at a position; insert_one() inserts the first. */
+/**
+ * Updates of one value each, of objects from all over a configuration. In whatever order an object
+ * gets its values, the next is another one: also from the last request to the first.
+ */
+std::vector<std::string> updates(size_t total, size_t first_value, unsigned seed, wrapper wrap);
+
+/** The object that an insert of these requests makes: none of a configuration. */
 object inserted_at(size_t position);
+
+/** Inserts the object of a position. */
+std::string insert_one(size_t position);
+
+/** Inserts those of the first 1,000 positions. */
+std::string insert_thousand();
 
 std::string delete_one(const object &which);
 
@@ -33,8 +57,13 @@ std::string in_transaction(const std::string &operations);
 /** A request element around operations. */
 std::string as_request(const std::string &operations);
 
-/** Objects from all over a configuration, the same in every run. */
-std::vector<object> random_objects(size_t count, size_t total);
+constexpr unsigned usual_seed = 42;
+
+/** Objects from all over a configuration, the same for the same seed. */
+std::vector<object> random_objects(size_t count, size_t total, unsigned seed);
+
+/** All objects of a configuration, mixed. */
+std::vector<object> shuffled_objects(size_t total, unsigned seed);
 
 } // namespace vesk::bench
 
