@@ -1,18 +1,20 @@
 """LSQL over the local socket and over TCP: how requests begin and end, and who waits for whom."""
 
 import re
+import signal
 import socket
 import struct
 import threading
 import time
+from contextlib import contextmanager
 
 import pytest
 
 from access_point import (CHECK, assert_answers, counts, dataset, error, radio, result, select,
                           start, startup)
 from support import (DELIMITER, TIMEOUT, LsqlTcp, Messages, NotifyClient, abstract_address,
-                     connect_tcp, connect_unix, has_input, inform, log, lsql, receive_all,
-                     wait_until, watchdog_events)
+                     connect_tcp, connect_unix, has_input, inform, inform_message, log, lsql,
+                     process_status, receive_all, wait_until, watchdog_events)
 
 ANSWER = result(dataset('<radio name="r0"><state>up</state></radio>'), counts(0, 1))
 
@@ -272,6 +274,104 @@ def test_too_many_attributes_close_the_tcp_connection_without_an_answer():
         except ConnectionResetError:
             pass
     assert_answers(ANSWER)
+
+
+# ---- What has been sent before the daemon looks --------------------------------------------------
+
+@contextmanager
+def stopped(daemon):
+    """The daemon stands still: what is sent meanwhile is there when it accepts the connection."""
+    daemon.send_signal(signal.SIGSTOP)
+    wait_until(lambda: process_status(daemon.pid, "State").startswith("T"))
+    try:
+        yield
+    finally:
+        daemon.send_signal(signal.SIGCONT)
+
+
+@pytest.mark.parametrize("half_close", [False, True], ids=["open", "half-closed"])
+def test_request_that_is_there_before_the_connection_is_accepted(half_close):
+    daemon = start(radio())
+    with stopped(daemon):
+        clients = [connect_unix("vesk_sock_lsql") for _ in range(20)]
+        for client in clients:
+            client.sendall(prefixed(CHECK))
+            if half_close:
+                client.shutdown(socket.SHUT_WR)
+    assert [receive_all(client).decode() for client in clients] == [ANSWER] * 20
+    for client in clients:
+        client.close()
+
+
+@pytest.mark.parametrize("half_close", [False, True], ids=["open", "half-closed"])
+def test_tcp_requests_that_are_there_before_the_connection_is_accepted(half_close):
+    daemon = start(radio())
+    with stopped(daemon):
+        clients = [LsqlTcp() for _ in range(8)]
+        for client in clients:
+            client.send((CHECK.encode() + DELIMITER) * 3 + b"<lsql>")
+            if half_close:
+                client.socket.shutdown(socket.SHUT_WR)
+    for client in clients:
+        assert [client.receive() for _ in range(3)] == [ANSWER] * 3
+        if half_close:
+            assert client.receive() is None
+        else:
+            assert client.request("</lsql>") == result(error("Incomplete lsql request."))
+        client.close()
+
+
+def test_part_of_a_request_that_is_there_before_the_connection_is_accepted():
+    daemon = start(radio())
+    data = prefixed(CHECK)
+    for place in (1, 4, 5, len(data) - 1):
+        with connect_unix("vesk_sock_lsql") as client:
+            with stopped(daemon):
+                client.sendall(data[:place])
+            assert_answers(ANSWER)
+            client.sendall(data[place:])
+            assert receive_all(client).decode() == ANSWER
+
+
+def test_answer_larger_than_the_socket_takes_to_a_request_that_was_there():
+    daemon = start(*(radio(f"r{i}", ssid="s" * 200) for i in range(5000)))
+    request = select("<radio><ssid/></radio>")
+    whole = lsql(request)
+    with stopped(daemon):
+        local_client, tcp_client = connect_unix("vesk_sock_lsql"), LsqlTcp()
+        local_client.sendall(prefixed(request))
+        tcp_client.send(request.encode() + DELIMITER + CHECK.encode() + DELIMITER)
+    assert_answers()
+    assert receive_all(local_client).decode() == whole
+    assert tcp_client.receive() == whole
+    assert tcp_client.receive().count("<radio ") == 5000
+    local_client.close()
+    tcp_client.close()
+
+
+def test_client_that_is_gone_before_its_connection_is_accepted():
+    daemon = start(radio())
+    with stopped(daemon):
+        with connect_unix("vesk_sock_lsql") as client:
+            client.sendall(prefixed(update("gone")))
+        with LsqlTcp() as client:
+            client.send(b"<lsql><update><radio><channel>7</channel></radio></update></lsql>\x13")
+    request = select("<radio><ssid/><channel/></radio>")
+    wait_until(lambda: "<ssid>gone</ssid><channel>7</channel>" in lsql(request))
+
+
+def test_inform_message_and_subscription_that_are_there_before_the_connection_is_accepted():
+    daemon = start(radio())
+    with stopped(daemon):
+        subscriber = Messages(8001, b"\0")
+        subscriber.send("x")
+        client = connect_unix("vesk_sock_inform")
+        client.sendall(inform_message("object=save"))
+    assert receive_all(client) == b"OK\n"
+    inform("object=save")
+    assert "conf_changed" in subscriber.receive()
+    client.close()
+    subscriber.close()
 
 
 # ---- Clients side by side ------------------------------------------------------------------------

@@ -6,14 +6,13 @@ block of Python is a client, followed by a block of what it prints. The example 
 docs/configuration-file.md is what a save writes.
 """
 
-import os
 import re
 import subprocess
 import sys
 from pathlib import Path
 
-from support import (STARTUP_FILE, TIMEOUT, Daemon, inform, install_plugin, lsql, read, wait_until,
-                     write_config)
+from example_device import install
+from support import STARTUP_FILE, TIMEOUT, Daemon, inform, lsql, read, wait_until, write_config
 
 CHECKOUT = Path(__file__).resolve().parents[2]
 LONGEST_CLIENT = 10  # lines
@@ -36,9 +35,7 @@ def pairs(document, first, second):
 
 def start_example():
     """The daemon as the example access point."""
-    for plugin in Path(os.environ["VESK_BINARY"]).parent.glob("reference/plugins/*.so"):
-        install_plugin(plugin)
-    write_config((CHECKOUT / "reference/config.xml").read_text())
+    install()
     return Daemon(watchdog=False)
 
 

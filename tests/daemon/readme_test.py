@@ -1,12 +1,10 @@
 """What the README shows is true: its plug-in compiles and works, its requests are answered so."""
 
-import os
 import re
 import subprocess
 from pathlib import Path
 
-import pytest
-
+from reference_device import install
 from support import PLUGIN_DIR, Daemon, lsql, read, write_config
 
 ROOT = Path(__file__).resolve().parents[2]
@@ -32,12 +30,7 @@ def test_the_plug_in_compiles_and_applies_its_setting(tmp_path):
 
 
 def test_the_session_is_answered_as_shown():
-    reference = Path(os.environ["VESK_BINARY"]).parent / "reference/plugins"
-    if not reference.is_dir():
-        pytest.fail(f"{reference} was not built")
-    for plugin in reference.glob("*.so"):
-        (PLUGIN_DIR / plugin.name).write_bytes(plugin.read_bytes())
-    write_config((ROOT / "reference/config.xml").read_text())
+    install()
     Daemon()
     select, answer, transaction = blocks("xml")[:3]
     assert lsql(select.strip()) == answer

@@ -1,5 +1,5 @@
-#ifndef REFERENCE_DEFINE_H
-#define REFERENCE_DEFINE_H
+#ifndef EXAMPLE_DEFINE_H
+#define EXAMPLE_DEFINE_H
 
 /* What the example plug-ins share: a line for a class, a property, a provider, a validator. */
 
