@@ -19,10 +19,10 @@ template <typename T> class never_destroyed {
     never_destroyed(const never_destroyed &) = delete;
     never_destroyed &operator=(const never_destroyed &) = delete;
 
-    T &operator*() { return *std::launder(reinterpret_cast<T *>(storage_)); }
+    T &operator*() const { return *std::launder(reinterpret_cast<T *>(storage_)); }
 
   private:
-    alignas(T) unsigned char storage_[sizeof(T)];
+    alignas(T) mutable unsigned char storage_[sizeof(T)];
 };
 
 } // namespace vesk

@@ -1,6 +1,7 @@
 #include "base/xml.h"
 
 #include <algorithm>
+#include <array>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
@@ -9,15 +10,15 @@
 #include <new>
 #include <strings.h>
 
+#include <libxml/dict.h>
 #include <libxml/parser.h>
-#include <libxml/xmlerror.h>
-#include <libxml/xmlmemory.h>
+
+#include "base/never_destroyed.h"
+#include "base/xml_guard.h"
+#include "base/xml_limits.h"
 
 namespace vesk {
 namespace {
-
-constexpr int parse_options =
-    XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING | XML_PARSE_COMPACT;
 
 constexpr unsigned replacement_character = 0xFFFD;
 
@@ -28,120 +29,40 @@ void refuse_dtd(void *context, const xmlChar *, const xmlChar *, const xmlChar *
     parser->wellFormed = 0; // a stopped parser would still hand out what it has
 }
 
-void ignore_error(void *, const char *, ...) {}
-
-/**
- * What libxml2 says about exhausted memory goes to the generic handler whatever the options say.
- * That may be a plug-in's own: it comes back afterwards.
- */
-class silence {
-  public:
-    silence() { xmlSetGenericErrorFunc(nullptr, ignore_error); }
-    ~silence() { xmlSetGenericErrorFunc(data_, handler_); }
-    silence(const silence &) = delete;
-    silence &operator=(const silence &) = delete;
-
-  private:
-    xmlGenericErrorFunc handler_ = xmlGenericError;
-    void *data_ = xmlGenericErrorContext;
-};
-
-// libxml2 loses some allocation failures: the document then lacks a text. So its allocator is
-// watched.
-bool allocation_failed = false;
-
-template <typename Pointer> Pointer noted(Pointer block)
-{
-    if (!block) allocation_failed = true;
-    return block;
-}
-
-void *watched_malloc(size_t size)
-{
-    return noted(std::malloc(size));
-}
-
-void *watched_realloc(void *block, size_t size)
-{
-    return noted(std::realloc(block, size));
-}
-
-char *watched_strdup(const char *text)
-{
-    return noted(strdup(text));
-}
-
-/** Notes every allocation of libxml2 that fails while it lives. */
-class watch_memory {
-  public:
-    watch_memory()
-    {
-        xmlFreeFunc free_used;
-        xmlMallocFunc malloc_used;
-        xmlReallocFunc realloc_used;
-        xmlStrdupFunc strdup_used;
-        xmlMemGet(&free_used, &malloc_used, &realloc_used, &strdup_used);
-        if (malloc_used != watched_malloc)
-            xmlMemSetup(std::free, watched_malloc, watched_realloc, watched_strdup);
-        allocation_failed = false;
-    }
-
-    void check() const
-    {
-        if (allocation_failed) throw std::bad_alloc{};
-    }
-};
-
 struct free_context {
     void operator()(xmlParserCtxt *context) const { xmlFreeParserCtxt(context); }
 };
+using parser_context = std::unique_ptr<xmlParserCtxt, free_context>;
 
-/** Where the markup that begins at text[at] with opening ends, behind its closing. */
-size_t behind(std::string_view text, size_t at, std::string_view closing)
+parser_context new_context(xml_source source)
 {
-    const size_t end = text.find(closing, at);
-    return end == text.npos ? text.size() : end + closing.size();
+    parser_context context{xmlNewParserCtxt()};
+    if (!context) throw std::bad_alloc{};
+    if (source == xml_source::client) context->sax->internalSubset = refuse_dtd;
+    return context;
 }
 
-/** What is counted in a tag before the parser sees it. */
-struct tag {
-    unsigned attributes = 0;
-    unsigned namespaces = 0;
-};
-
-/** Reads the tag whose "<" stands at text[at], and goes behind it. */
-tag read_tag(std::string_view text, size_t &at)
+xml_doc read_with(xmlParserCtxt &context, std::string_view text)
 {
-    tag seen;
-    for (++at; at < text.size() && text[at] != '>'; ++at) {
-        if (text[at] == '"' || text[at] == '\'') {
-            ++seen.attributes;
-            at = text.find(text[at], at + 1);
-            if (at == text.npos) break; // not well-formed: the parser says so
-        } else if (text.substr(at).starts_with("xmlns")) {
-            ++seen.namespaces;
-        }
-    }
-    return seen;
+    if (text.empty() || text.size() > INT_MAX) return nullptr;
+    const xml_memory_watch watch;
+    const xml_silence quiet;
+    xml_doc document{xmlCtxtReadMemory(&context, text.data(), static_cast<int>(text.size()),
+                                       nullptr, nullptr, xml_parse_options)};
+    watch.check();
+    // It gives up at a text that is too long, and calls what it has by then well-formed.
+    if (context.disableSAX) document.reset();
+    return document;
 }
 
-/** Calls accept(tag) for every tag until it gives false: then false. */
-template <typename Accept> bool for_each_tag(std::string_view text, Accept &&accept)
+parser_context &kept_context()
 {
-    for (size_t at = text.find('<'); at < text.size(); at = text.find('<', at)) {
-        const std::string_view rest = text.substr(at);
-        if (rest.starts_with("<!--"))
-            at = behind(text, at + 4, "-->");
-        else if (rest.starts_with("<![CDATA["))
-            at = behind(text, at + 9, "]]>");
-        else if (rest.starts_with("<?"))
-            at = behind(text, at + 2, "?>");
-        else if (!accept(read_tag(text, at)))
-            return false;
-        if (at == text.npos) break;
-    }
-    return true;
+    static never_destroyed<parser_context> context;
+    return *context;
 }
+
+/** The names that clients use are kept with the parser. More than this are not from honest ones. */
+constexpr size_t max_kept_names = size_t{64} * 1024;
 
 bool is_xml_character(unsigned character)
 {
@@ -186,40 +107,78 @@ void append_reference(std::string &out, unsigned character)
                static_cast<size_t>(std::snprintf(buffer, sizeof buffer, "&#x%X;", character)));
 }
 
-/** What the two kinds of text share; plain says which characters below 0x80 stand for themselves.
- */
+/** What a byte stands for itself in: element text, attribute values. */
+enum plain_in : unsigned char { plain_in_text = 1, plain_in_attribute = 2 };
+
+constexpr std::array<unsigned char, 256> plain_bytes = [] {
+    std::array<unsigned char, 256> table{};
+    for (size_t byte = 0x20; byte < 0x80; ++byte)
+        table[byte] = plain_in_text | plain_in_attribute;
+    table['\t'] = table['\n'] = table['"'] = plain_in_text;
+    table['<'] = table['>'] = table['&'] = 0;
+    return table;
+}();
+
+/** How many bytes from the front on stand for themselves. */
+size_t plain_length(std::string_view text, plain_in where)
+{
+    size_t length = 0;
+    while (length < text.size() && plain_bytes[static_cast<unsigned char>(text[length])] & where)
+        ++length;
+    return length;
+}
+
+/** What the two kinds of text share; special gives what stands for a character below 0x80. */
 template <typename Special>
-bool append_escaped(std::string &out, std::string_view value, Special &&special)
+bool append_escaped(std::string &out, std::string_view value, plain_in where, Special &&special)
 {
     bool replaced = false;
-    for (size_t at = 0; at < value.size();) {
-        const auto [character, length, valid] = decode(value, at);
+    for (;;) {
+        const size_t plain = plain_length(value, where);
+        out.append(value, 0, plain);
+        value.remove_prefix(plain);
+        if (value.empty()) return replaced;
+        const auto [character, length, valid] = decode(value, 0);
         if (character >= 0x80)
             append_reference(out, character);
-        else if (const char *escaped = special(character))
-            out += escaped;
         else
-            out += static_cast<char>(character);
+            out += special(character);
         replaced |= !valid;
-        at += length;
+        value.remove_prefix(length);
     }
-    return replaced;
+}
+
+/** Calls visit(piece) for what value reads back as, until it gives false: then false. */
+template <typename Visit> bool for_each_readable(std::string_view value, Visit &&visit)
+{
+    while (!value.empty()) {
+        size_t length = plain_length(value, plain_in_attribute);
+        std::string_view piece = value.substr(0, length);
+        if (length == 0) {
+            const decoded next = decode(value, 0);
+            length = next.length;
+            piece = next.valid ? value.substr(0, length) : "\xEF\xBF\xBD";
+        }
+        if (!visit(piece)) return false;
+        value.remove_prefix(length);
+    }
+    return true;
 }
 
 } // namespace
 
 bool has_few_attributes(std::string_view text)
 {
-    return for_each_tag(text, [](const tag &seen) { return seen.attributes <= max_attributes; });
+    xml_tag_limits limits;
+    limits.look_at(text);
+    return limits.has_few_attributes();
 }
 
 bool has_few_namespaces(std::string_view text)
 {
-    unsigned declared = 0;
-    return for_each_tag(text, [&](const tag &seen) {
-        declared += seen.namespaces;
-        return declared <= max_namespaces;
-    });
+    xml_tag_limits limits;
+    limits.look_at(text);
+    return limits.has_few_namespaces();
 }
 
 bool has_plain_encoding(std::string_view text)
@@ -244,23 +203,30 @@ bool has_plain_encoding(std::string_view text)
 
 bool is_within_limits(std::string_view text)
 {
-    return has_plain_encoding(text) && has_few_attributes(text) && has_few_namespaces(text);
+    xml_tag_limits limits;
+    limits.look_at(text);
+    return limits.has_few_attributes() && limits.has_few_namespaces() && has_plain_encoding(text);
 }
 
 xml_doc parse_xml(std::string_view text, xml_source source)
 {
-    const bool is_strict = source == xml_source::client;
-    if (text.empty() || text.size() > INT_MAX) return nullptr;
-    if (is_strict ? !is_within_limits(text) : !has_few_attributes(text)) return nullptr;
-    const watch_memory watch;
-    const silence quiet;
-    const std::unique_ptr<xmlParserCtxt, free_context> context{xmlNewParserCtxt()};
-    if (!context) throw std::bad_alloc{};
-    if (is_strict) context->sax->internalSubset = refuse_dtd;
-    xml_doc document{xmlCtxtReadMemory(context.get(), text.data(), static_cast<int>(text.size()),
-                                       nullptr, nullptr, parse_options)};
-    watch.check();
+    const bool is_fit =
+        source == xml_source::client ? is_within_limits(text) : has_few_attributes(text);
+    return is_fit ? read_with(*new_context(source), text) : nullptr;
+}
+
+xml_doc parse_request(std::string_view text)
+{
+    parser_context context = std::move(kept_context()); // gone if memory runs out in it
+    if (!context) context = new_context(xml_source::client);
+    xml_doc document = read_with(*context, text);
+    if (xmlDictGetUsage(context->dict) <= max_kept_names) kept_context() = std::move(context);
     return document;
+}
+
+void drop_kept_parser()
+{
+    kept_context().reset();
 }
 
 bool is_element(const xmlNode *node)
@@ -298,7 +264,7 @@ const char *name_of(const xmlNode *node)
 
 bool append_text(std::string &out, std::string_view value)
 {
-    return append_escaped(out, value, [](unsigned character) -> const char * {
+    return append_escaped(out, value, plain_in_text, [](unsigned character) {
         switch (character) {
         case '<':
             return "&lt;";
@@ -306,17 +272,15 @@ bool append_text(std::string &out, std::string_view value)
             return "&gt;";
         case '&':
             return "&amp;";
-        case '\r':
+        default: // nothing else is not plain
             return "&#xD;";
-        default:
-            return nullptr;
         }
     });
 }
 
 bool append_attribute(std::string &out, std::string_view value)
 {
-    return append_escaped(out, value, [](unsigned character) -> const char * {
+    return append_escaped(out, value, plain_in_attribute, [](unsigned character) {
         switch (character) {
         case '"':
             return "&quot;";
@@ -330,25 +294,29 @@ bool append_attribute(std::string &out, std::string_view value)
             return "&#10;";
         case '\r':
             return "&#13;";
-        case '\t':
+        default: // nothing else is not plain
             return "&#9;";
-        default:
-            return nullptr;
         }
     });
+}
+
+bool reads_back_as(std::string_view value, std::string_view text)
+{
+    const bool same = for_each_readable(value, [&](std::string_view piece) {
+        if (!text.starts_with(piece)) return false;
+        text.remove_prefix(piece.size());
+        return true;
+    });
+    return same && text.empty();
 }
 
 std::string readable_back(std::string_view value)
 {
     std::string text;
-    for (size_t at = 0; at < value.size();) {
-        const auto [character, length, valid] = decode(value, at);
-        if (valid)
-            text += value.substr(at, length);
-        else
-            text += "\xEF\xBF\xBD";
-        at += length;
-    }
+    for_each_readable(value, [&](std::string_view piece) {
+        text += piece;
+        return true;
+    });
     return text;
 }
 

@@ -35,6 +35,10 @@ xml_doc parse_xml(std::string_view text, xml_source source);
 /** Whether a client's text is within the limits below; parse_xml() refuses any other. */
 bool is_within_limits(std::string_view text);
 
+/** parse_xml() of a client's text that is within the limits, in a parser kept for the purpose. */
+xml_doc parse_request(std::string_view text);
+void drop_kept_parser();
+
 /** Whether no tag of the text has more than max_attributes attributes. */
 bool has_few_attributes(std::string_view text);
 
@@ -69,6 +73,7 @@ bool append_attribute(std::string &out, std::string_view value);
 
 /** What value reads back as once it was written: the same, with U+FFFD for what XML cannot hold. */
 std::string readable_back(std::string_view value);
+bool reads_back_as(std::string_view value, std::string_view text);
 
 } // namespace vesk
 

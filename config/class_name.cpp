@@ -1,5 +1,7 @@
 #include "vesk/config.h"
 
+#include "config/class_name.h"
+
 #include "base/xml.h"
 #include "core/log.h"
 #include "model/classes.h"
@@ -12,45 +14,65 @@ std::nullptr_t refused(int)
     return nullptr;
 }
 
-/** The first child element of that name, or null. */
-const xmlNode *child_named(const xmlNode *element, const char *name)
-{
-    for (const xmlNode *child = element->children; child; child = child->next)
-        if (vesk::is_element(child) &&
-            xmlStrEqual(child->name, reinterpret_cast<const xmlChar *>(name)))
-            return child;
-    return nullptr;
-}
+/** The children of an element in a tree. */
+class node_children final : public vesk::element_children {
+  public:
+    explicit node_children(const xmlNode &element) : element_{element} {}
+
+    bool find(const char *name, const char *&text) const override
+    {
+        if (!vesk::is_element(&element_)) return false;
+        for (const xmlNode *child = element_.children; child; child = child->next) {
+            if (!vesk::is_element(child) ||
+                !xmlStrEqual(child->name, reinterpret_cast<const xmlChar *>(name)))
+                continue;
+            text = vesk::content_of(child);
+            return true;
+        }
+        return false;
+    }
+
+  private:
+    const xmlNode &element_;
+};
 
 } // namespace
 
-const char *vesk_config_get_class_name(const xmlDoc *, const xmlNode *element)
+namespace vesk {
+
+const char *concrete_class_name(const char *name, const element_children &children)
 {
-    if (!element) return nullptr;
-    const char *name = vesk::name_of(element);
     const vesk_class *cls = vesk_classes_get(name);
-    if (!cls) return refused(vesk::error("Instance has an unknown class \"%s\".\n", name));
+    if (!cls) return refused(error("Instance has an unknown class \"%s\".\n", name));
     if (cls->abstract != 1) return name;
-    if (!cls->subclass_identifier || !vesk::is_element(element)) return nullptr;
+    if (!cls->subclass_identifier) return nullptr;
     const char *identifier = cls->subclass_identifier->name.c_str();
-    const xmlNode *child = child_named(element, identifier);
-    if (!child)
-        return refused(vesk::error("Instance of class \"%s\" does not contain a subclass "
-                                   "identifier property \"%s\".\n",
-                                   name, identifier));
-    const char *text = vesk::content_of(child);
+    const char *text = nullptr;
+    if (!children.find(identifier, text))
+        return refused(error("Instance of class \"%s\" does not contain a subclass "
+                             "identifier property \"%s\".\n",
+                             name, identifier));
     if (!text)
-        return refused(vesk::error(
+        return refused(error(
             "Instance of class \"%s\" subclass identifier property \"%s\" has a null value.\n",
             name, identifier));
     const vesk_class *subclass = vesk_classes_get(text);
     if (!subclass)
-        return refused(vesk::error("Instance of class \"%s\" subclass identifier property \"%s\" "
-                                   "value is an unknown class \"%s\".\n",
-                                   name, identifier, text));
+        return refused(error("Instance of class \"%s\" subclass identifier property \"%s\" "
+                             "value is an unknown class \"%s\".\n",
+                             name, identifier, text));
     if (subclass->superclass_name != name)
-        return refused(vesk::error("Instance of class \"%s\" subclass identifier property \"%s\" "
-                                   "value is \"%s\", which is not a subclass of \"%s\".\n",
-                                   name, identifier, text, name));
+        return refused(error("Instance of class \"%s\" subclass identifier property \"%s\" "
+                             "value is \"%s\", which is not a subclass of \"%s\".\n",
+                             name, identifier, text, name));
     return text;
+}
+
+} // namespace vesk
+
+const char *vesk_config_get_class_name(const xmlDoc *, const xmlNode *element)
+{
+    if (!element) return nullptr;
+    const node_children children{*element};
+    return vesk::concrete_class_name(vesk::name_of(element), children);
 }

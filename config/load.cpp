@@ -1,16 +1,22 @@
 #include "vesk/config.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <ctime>
 #include <fcntl.h>
+#include <memory>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <vector>
 
 #include "base/file.h"
 #include "base/or_on_oom.h"
 #include "base/text.h"
 #include "base/xml.h"
+#include "config/class_name.h"
+#include "config/contents.h"
 #include "config/paths.h"
 #include "config/running.h"
 #include "core/log.h"
@@ -22,48 +28,105 @@
 
 namespace {
 
+using vesk::config_contents;
+using vesk::instance_element;
 using vesk::instance_ptr;
-using vesk::xml_doc;
 
 constexpr int read_attempts = 3;
+constexpr size_t piece_size = size_t{64} * 1024;
 constexpr timespec attempt_pause = {0, 100'000'000};
 
-/** Reads and parses a file. 0, ENOENT, or another errno; document stays null for bad XML. */
-int read_document(const char *path, xml_doc &document)
+/** A file, read piece by piece. */
+class file_source final : public vesk::xml_source_text {
+  public:
+    explicit file_source(const char *path) : fd_{open(path, O_RDONLY | O_CLOEXEC)}
+    {
+        if (!fd_) failed_ = errno;
+    }
+
+    /** 0, or the errno of what failed. */
+    int failed() const { return failed_; }
+
+    int read(char *buffer, int size) override
+    {
+        if (at_ == end_ && !refill()) return failed_ ? -1 : 0;
+        const size_t length = std::min(end_ - at_, static_cast<size_t>(size));
+        std::memcpy(buffer, buffer_.get() + at_, length);
+        at_ += length;
+        return static_cast<int>(length);
+    }
+
+  private:
+    bool refill()
+    {
+        ssize_t got = -1;
+        while ((got = ::read(fd_.get(), buffer_.get(), piece_size)) < 0 && errno == EINTR) {
+        }
+        if (got < 0) failed_ = errno;
+        at_ = 0;
+        end_ = got > 0 ? static_cast<size_t>(got) : 0;
+        return got > 0;
+    }
+
+    vesk::unique_fd fd_;
+    int failed_ = 0;
+    std::unique_ptr<char[]> buffer_{new char[piece_size]};
+    size_t at_ = 0;
+    size_t end_ = 0;
+};
+
+/** Reads a file through a tree. The same answers as read_contents(). */
+int read_through_tree(const char *path, config_contents &contents, bool &is_good)
 {
     std::string text;
     if (const int failed = vesk::read_file(path, text)) return failed;
-    document = vesk::parse_xml(text, vesk::xml_source::file);
+    const vesk::xml_doc document = vesk::parse_xml(text, vesk::xml_source::file);
+    is_good = document && xmlDocGetRootElement(document.get());
+    if (is_good) vesk::stream_tree(*document, contents);
     return 0;
 }
 
+/** Reads a file to its end. 0, ENOENT, or another errno; is_good says whether it is well-formed. */
+int read_contents(const char *path, config_contents &contents, bool &is_good)
+{
+    contents.clear();
+    is_good = false;
+    file_source source{path};
+    if (source.failed()) return source.failed();
+    const auto end = vesk::stream_xml(source, contents);
+    if (source.failed()) return source.failed();
+    is_good = end == vesk::stream_end::complete;
+    if (end != vesk::stream_end::needs_a_tree) return 0;
+    contents.clear();
+    return read_through_tree(path, contents, is_good);
+}
+
 /** The same; what may pass, an I/O error or want of memory, is tried again. */
-int read_patiently(const char *path, xml_doc &document)
+int read_patiently(const char *path, config_contents &contents, bool &is_good)
 {
     int failed = 0;
     for (int attempt = 0; attempt < read_attempts; ++attempt) {
         if (attempt > 0) nanosleep(&attempt_pause, nullptr);
-        failed = vesk::or_on_oom(ENOMEM, [&] { return read_document(path, document); });
+        failed = vesk::or_on_oom(ENOMEM, [&] { return read_contents(path, contents, is_good); });
         if (failed == 0 || failed == ENOENT) break;
     }
     return failed;
 }
 
-/** Parses a configuration file and checks its root; null, with a message, for any other. */
-xml_doc parse_config(const char *path)
+/** Reads a configuration file and checks its root; false, with a message, for any other. */
+bool read_config(const char *path, config_contents &contents)
 {
-    const auto refused = [](int) { return nullptr; };
+    const auto refused = [](int) { return false; };
     if (!path) return refused(vesk::error("Config filename is null.\n"));
-    xml_doc document;
+    bool is_good = false;
     // A file must not be taken for a bad one, and be replaced, because memory was short.
-    if (read_patiently(path, document) == ENOMEM) throw std::bad_alloc{};
-    if (!document) return refused(vesk::error("Config not parsed successfully.\n"));
-    const xmlNode *root = xmlDocGetRootElement(document.get());
-    if (!root) return refused(vesk::error("Empty document.\n"));
-    if (!xmlStrEqual(root->name, reinterpret_cast<const xmlChar *>("config")))
+    if (read_patiently(path, contents, is_good) == ENOMEM) throw std::bad_alloc{};
+    if (!is_good) return refused(vesk::error("Config not parsed successfully.\n"));
+    if (contents.root().empty()) return refused(vesk::error("Empty document.\n"));
+    if (contents.root() != "config")
         return refused(
             vesk::error("Document of the wrong type: root node is not \"%s\".", "config"));
-    return document;
+    return true;
 }
 
 /** The first free name of beside, beside.1, ... beside.9; the last when all are taken. */
@@ -89,19 +152,106 @@ bool keep_unreadable(const char *path, const char *beside)
     return false;
 }
 
-void set_property(vesk_instance &instance, const xmlNode &node)
+/** The value elements of an instance that was read. */
+class read_children final : public vesk::element_children {
+  public:
+    read_children(const config_contents &contents, const instance_element &element)
+        : contents_{contents}, element_{element}
+    {
+    }
+
+    bool find(const char *name, const char *&text) const override
+    {
+        for (const vesk::value_element &value : element_.values) {
+            if (std::strcmp(contents_.name_of(value.name), name) != 0) continue;
+            text = value.text;
+            return true;
+        }
+        return false;
+    }
+
+  private:
+    const config_contents &contents_;
+    const instance_element &element_;
+};
+
+/** Makes instances of what was read; what the names mean is looked up once in a row. */
+class instance_maker {
+  public:
+    explicit instance_maker(const config_contents &contents) : contents_{contents} {}
+
+    /** The instance of an element, null with a message when it is refused. */
+    instance_ptr make(const instance_element &element);
+
+  private:
+    struct known_property {
+        uint32_t name;
+        const vesk_property *property;
+    };
+
+    vesk_class *find_class(const instance_element &element);
+    const vesk_property *find_property(size_t at, uint32_t name);
+    void set(vesk_instance &instance, const vesk_property *property, const char *name,
+             const char *value);
+
+    const config_contents &contents_;
+    uint32_t class_name_ = ~0U; // of class_, while it is concrete
+    vesk_class *class_ = nullptr;
+    vesk_class *properties_of_ = nullptr;
+    std::vector<known_property> properties_; // in the order of the last instance
+};
+
+vesk_class *instance_maker::find_class(const instance_element &element)
 {
-    const char *name = vesk::name_of(&node);
-    const char *text = vesk::content_of(&node);
-    const char *value = text ? text : "";
+    if (class_ && class_name_ == element.class_name) return class_;
+    const char *element_name = contents_.name_of(element.class_name);
+    const char *name = vesk::concrete_class_name(element_name, read_children{contents_, element});
+    vesk_class *cls = name ? vesk_classes_get(name) : nullptr;
+    class_ = name == element_name ? cls : nullptr;
+    class_name_ = element.class_name;
+    return cls;
+}
+
+const vesk_property *instance_maker::find_property(size_t at, uint32_t name)
+{
+    if (at < properties_.size() && properties_[at].name == name) return properties_[at].property;
+    properties_.resize(at);
+    properties_.push_back({name, vesk::find_property(*properties_of_, contents_.name_of(name))});
+    return properties_.back().property;
+}
+
+void instance_maker::set(vesk_instance &instance, const vesk_property *property, const char *name,
+                         const char *value)
+{
     const char *class_name = instance.cls->name.c_str();
-    if (!vesk::find_property(*instance.cls, name))
+    if (!property)
         vesk_debug_eprintf("Property \"%s\" is not valid for class \"%s\" - skipping.\n", name,
                            class_name);
-    else if (!vesk::set_value(instance, name, value))
+    else if (!vesk::set_found_value(instance, *property, name, value))
         vesk_debug_eprintf(
             "Value \"%s\" is not valid for property \"%s\" of class \"%s\" - skipping.\n", value,
             name, class_name);
+}
+
+instance_ptr instance_maker::make(const instance_element &element)
+{
+    vesk_class *cls = find_class(element);
+    if (!cls) return nullptr;
+    instance_ptr instance{
+        vesk::make_instance(*cls, element.name, {element.values.size(), element.text_bytes})};
+    if (!instance) {
+        vesk_debug_eprintf("Bad instance name \"%s\" of class \"%s\"- skipping.\n",
+                           element.name ? element.name : "(null)", cls->name.c_str());
+        return nullptr;
+    }
+    if (properties_of_ != cls) properties_.clear();
+    properties_of_ = cls;
+    for (size_t at = 0; at < element.values.size(); ++at) {
+        const vesk::value_element &value = element.values[at];
+        set(*instance, find_property(at, value.name), contents_.name_of(value.name),
+            value.text ? value.text : "");
+    }
+    return instance;
 }
 
 bool is_complete(const vesk_instance &instance)
@@ -123,7 +273,7 @@ void record_inserted(vesk_changes &changes, vesk_instance &instance)
 void add_to_running(vesk_instances &running, vesk_changes &changes, instance_ptr instance)
 {
     if (!vesk::add_instance(running, *instance)) {
-        const char *name = instance->name.get();
+        const char *name = instance->name;
         vesk_debug_eprintf("Couldn't add instance \"%s\" of class \"%s\". Skipping instance.\n",
                            name ? name : "(null)", instance->cls->name.c_str());
         return;
@@ -131,32 +281,14 @@ void add_to_running(vesk_instances &running, vesk_changes &changes, instance_ptr
     record_inserted(changes, *instance.release());
 }
 
-void load_instance(const xmlDoc &document, const xmlNode &element, vesk_instances &running,
-                   vesk_changes &changes)
+void load_instances(config_contents &contents, vesk_instances &running, vesk_changes &changes)
 {
-    const char *class_name = vesk_config_get_class_name(&document, &element);
-    vesk_class *cls = class_name ? vesk_classes_get(class_name) : nullptr;
-    if (!cls) return;
-    const char *name = vesk::attribute_of(&element, "name");
-    instance_ptr instance{vesk::make_instance(*cls, name)};
-    if (!instance) {
-        vesk_debug_eprintf("Bad instance name \"%s\" of class \"%s\"- skipping.\n",
-                           name ? name : "(null)", class_name);
-        return;
-    }
-    for (const xmlNode *child = element.children; child; child = child->next)
-        if (vesk::is_element(child)) set_property(*instance, *child);
-    if (is_complete(*instance)) add_to_running(running, changes, std::move(instance));
-}
-
-/** Consumes the document: what has been loaded is freed, so that it is not in memory twice. */
-void load_instances(xmlDoc &document, vesk_instances &running, vesk_changes &changes)
-{
-    xmlNode *root = xmlDocGetRootElement(&document);
-    while (xmlNode *node = root->children) {
-        if (vesk::is_element(node)) load_instance(document, *node, running, changes);
-        xmlUnlinkNode(node);
-        xmlFreeNode(node);
+    instance_maker maker{contents};
+    instance_element element;
+    while (contents.take(element)) {
+        instance_ptr instance = maker.make(element);
+        if (instance && is_complete(*instance))
+            add_to_running(running, changes, std::move(instance));
     }
 }
 
@@ -165,8 +297,9 @@ void complete_singletons(vesk_instances &running, vesk_changes &changes)
 {
     for (auto [name, cls] : vesk::classes()) {
         if (cls->type != VESK_CLASS_SINGLETON) continue;
-        const vesk_instances_class *store = running.classes.get(name);
-        vesk_instance *loaded = store ? store->singleton : nullptr;
+        const vesk_instances_class *store = vesk::store_of(running, name);
+        vesk_instance *loaded =
+            store && store->live ? store->at(vesk::first_place(*store)) : nullptr;
         if (loaded && cls->persistence) continue;
         if (loaded) {
             vesk_instances_remove(&running, loaded);
@@ -177,9 +310,9 @@ void complete_singletons(vesk_instances &running, vesk_changes &changes)
     }
 }
 
-/** Loads the document as running and commits it. Without memory running stays what it was:
+/** Makes what was read running and commits it. Without memory running stays what it was:
  * std::bad_alloc. */
-void load(xmlDoc &document)
+void load(config_contents &contents)
 {
     const vesk::busy_scope busy;
     vesk::full_instances_ptr fresh{vesk_instances_new()};
@@ -188,7 +321,7 @@ void load(xmlDoc &document)
     vesk_instances *old = vesk::exchange_running(fresh.get()); // validators may look at it already
     vesk::set_loading(true);
     try {
-        load_instances(document, *fresh, *changes);
+        load_instances(contents, *fresh, *changes);
         complete_singletons(*fresh, *changes);
         if (changes->incomplete) throw std::bad_alloc{};
     } catch (...) {
@@ -203,16 +336,17 @@ void load(xmlDoc &document)
 
 int copy_startup_to_running(const vesk::config_paths &files)
 {
-    xml_doc document = parse_config(files.startup);
-    if (!document) {
+    config_contents contents;
+    bool is_read = read_config(files.startup, contents);
+    if (!is_read) {
         vesk_debug_eprintf("Unable to parse startup config - resetting to default.\n");
         if (keep_unreadable(files.startup, files.startup_bad)) {
             vesk_config_copy_default_to_startup();
-            document = parse_config(files.startup);
+            is_read = read_config(files.startup, contents);
         }
     }
-    if (!document) return vesk::error("Unable to read the default either.");
-    load(*document);
+    if (!is_read) return vesk::error("Unable to read the default either.");
+    load(contents);
     return 0;
 }
 

@@ -5,14 +5,28 @@
 #include <utility>
 
 #include "base/never_destroyed.h"
+#include "base/or_on_oom.h"
 #include "config/paths.h"
 #include "core/log.h"
+#include "model/sharing.h"
 #include "vesk/instances.h"
 
 namespace {
 
 vesk_instances *running = nullptr;
 bool loading = false;
+
+/** Makes a collection that shares with another one stand alone. False without memory. */
+bool is_independent(vesk_instances &instances)
+{
+    return vesk::or_on_oom(false, [&] {
+        if (instances.base && instances.base == running)
+            vesk::take_over_base(instances);
+        else if (instances.base)
+            vesk::detach_all(instances);
+        return true;
+    });
+}
 
 } // namespace
 
@@ -52,6 +66,11 @@ vesk_instances *vesk_config_replace_running(vesk_instances *instances)
     if (loading) {
         vesk_debug_eprintf("Configuration is being loaded: not replacing it.\n");
         vesk_instances_delete_all(instances); // it was handed over
+        return running;
+    }
+    if (!is_independent(*instances)) {
+        vesk_debug_eprintf("No memory to replace the running configuration.\n");
+        vesk_instances_delete_all(instances);
         return running;
     }
     vesk_instances_delete_all(std::exchange(running, instances));

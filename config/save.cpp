@@ -9,6 +9,7 @@
 #include "base/file.h"
 #include "base/or_on_oom.h"
 #include "base/xml.h"
+#include "config/contents.h"
 #include "config/paths.h"
 #include "config/running.h"
 #include "core/log.h"
@@ -23,26 +24,29 @@
 
 namespace {
 
+using vesk::instance_element;
+
 /** Calls visit(class, instance) for what is saved, in the order of the file. */
 template <typename Visit> void for_each_saved(const vesk_instances &instances, Visit &&visit)
 {
     for (const auto &entry : vesk::classes()) {
         const vesk_class &cls = *entry.value;
         if (!cls.persistence || cls.superclass_name) continue;
-        const vesk::iterator_ptr iterator{
-            vesk_instances_new_class_iterator(&instances, cls.name.c_str())};
-        if (!iterator) throw std::bad_alloc{};
-        vesk::walk(iterator, [&](const vesk_instance &instance) { visit(cls, instance); });
+        vesk::look_at(instances, cls, nullptr, [&](const vesk_instance &instance) {
+            visit(cls, instance);
+            return true;
+        });
     }
 }
 
 template <typename Visit> void for_each_saved_value(const vesk_instance &instance, Visit &&visit)
 {
-    for (const auto &value : instance.values)
-        if (value.property->persistence) visit(value.property->name.c_str(), value.text());
+    vesk::for_each_value(instance, [&](const vesk_property &property, const char *text) {
+        if (property.persistence) visit(property.name, text);
+    });
 }
 
-void write_value(std::string &out, const vesk_instance &instance, const char *property,
+void write_value(std::string &out, const vesk_instance &instance, const std::string &property,
                  const char *value)
 {
     out += "    <";
@@ -52,7 +56,8 @@ void write_value(std::string &out, const vesk_instance &instance, const char *pr
         return;
     }
     out += '>';
-    if (vesk::append_text(out, value)) vesk::report_unwritable(instance.cls->name, property);
+    if (vesk::append_text(out, value))
+        vesk::report_unwritable(instance.cls->name, property.c_str());
     out += "</";
     out += property;
     out += ">\n";
@@ -60,55 +65,52 @@ void write_value(std::string &out, const vesk_instance &instance, const char *pr
 
 void write_instance(std::string &out, const vesk_class &cls, const vesk_instance &instance)
 {
-    out += "  <" + cls.name;
+    out += "  <";
+    out += cls.name;
     if (instance.name) {
         out += " name=\"";
-        if (vesk::append_attribute(out, instance.name.get()))
-            vesk::report_unwritable(cls.name, "name");
+        if (vesk::append_attribute(out, instance.name)) vesk::report_unwritable(cls.name, "name");
         out += '"';
     }
     const size_t before_values = out.size();
     out += ">\n";
     const size_t empty = out.size();
-    for_each_saved_value(instance, [&](const char *property, const char *value) {
+    for_each_saved_value(instance, [&](const std::string &property, const char *value) {
         write_value(out, instance, property, value);
     });
     if (out.size() == empty) {
         out.resize(before_values);
         out += "/>\n";
     } else {
-        out += "  </" + cls.name + ">\n";
+        out += "  </";
+        out += cls.name;
+        out += ">\n";
     }
 }
 
-/** The next sibling that is an element, the node itself included. */
-const xmlNode *element_from(const xmlNode *node)
+bool holds_name(const instance_element &element, const vesk_instance &instance)
 {
-    while (node && !vesk::is_element(node))
-        node = node->next;
-    return node;
+    if (!instance.name || !element.name) return !instance.name == !element.name;
+    return vesk::reads_back_as(instance.name, element.name);
 }
 
-bool is_named(const xmlNode &element, const std::string &name)
+/** Takes the next instance element, which is to be the one that was written. */
+bool holds_instance(vesk::config_contents &contents, instance_element &element,
+                    const vesk_class &cls, const vesk_instance &instance)
 {
-    return name == vesk::name_of(&element);
-}
-
-bool holds_instance(const xmlNode &element, const vesk_class &cls, const vesk_instance &instance)
-{
-    const char *name = vesk::attribute_of(&element, "name");
-    if (!is_named(element, cls.name) || !name != !instance.name) return false;
-    if (name && vesk::readable_back(instance.name.get()) != name) return false;
-    const xmlNode *child = element_from(element.children);
+    if (!contents.take(element) || cls.name != contents.name_of(element.class_name) ||
+        !holds_name(element, instance))
+        return false;
+    size_t at = 0;
     bool same = true;
-    for_each_saved_value(instance, [&](const char *property, const char *value) {
+    for_each_saved_value(instance, [&](const std::string &property, const char *value) {
         if (!same) return;
-        const char *text = child ? vesk::content_of(child) : nullptr;
-        same =
-            child && is_named(*child, property) && vesk::readable_back(value) == (text ? text : "");
-        if (same) child = element_from(child->next);
+        same = at < element.values.size() &&
+               property == contents.name_of(element.values[at].name) &&
+               vesk::reads_back_as(value, element.values[at].text ? element.values[at].text : "");
+        ++at;
     });
-    return same && !child;
+    return same && at == element.values.size();
 }
 
 } // namespace
@@ -131,16 +133,15 @@ std::string config_text(const vesk_instances &instances)
 
 bool holds_config(const std::string &text, const vesk_instances &instances)
 {
-    const xml_doc document = parse_xml(text, xml_source::file);
-    const xmlNode *root = document ? xmlDocGetRootElement(document.get()) : nullptr;
-    if (!root || !is_named(*root, "config")) return false;
-    const xmlNode *element = element_from(root->children);
+    config_contents contents;
+    if (stream_xml(text, contents) != stream_end::complete || contents.root() != "config")
+        return false;
+    instance_element element;
     bool same = true;
     for_each_saved(instances, [&](const vesk_class &cls, const vesk_instance &instance) {
-        same = same && element && holds_instance(*element, cls, instance);
-        if (same) element = element_from(element->next);
+        same = same && holds_instance(contents, element, cls, instance);
     });
-    return same && !element;
+    return same && !contents.take(element);
 }
 
 bool save_config(const char *path, const vesk_instances &instances)

@@ -1,5 +1,6 @@
 #include "eloop/eloop.h"
 
+#include "eloop/task.h"
 #include "eloop/write.h"
 
 #include <algorithm>
@@ -7,26 +8,37 @@
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
+#include <ctime>
 #include <list>
 #include <sys/select.h>
+#include <sys/syscall.h>
 #include <sys/times.h>
 #include <unistd.h>
 #include <vector>
 
+#include "base/linked.h"
 #include "base/never_destroyed.h"
 #include "base/or_on_oom.h"
 
-// Signals: the recording handler only counts. The registered signals are blocked from the look at
-// the count until pselect opens the mask again, so that none arrives unnoticed just before the
-// wait.
+// Signals: the recording handler only counts, and takes away the time that a wait may last. The
+// kernel reads that time when the wait begins, so that no signal is slept through which arrives
+// after the last look at the count.
 
 namespace {
 
-struct reader {
+struct watch {
     int sock;
     eloop_sock_handler handler;
     void *eloop_data;
     void *user_data;
+};
+
+/** What is watched for one kind of event. */
+struct watch_list {
+    std::vector<watch> entries; // in the order of registration
+    fd_set watched{};           // of all entries
+    fd_set ready{};             // in this pass
+    size_t next = 0;            // entry of the walk
 };
 
 struct timeout {
@@ -45,12 +57,16 @@ struct signal_entry {
 struct loop {
     void *user_data = nullptr;
     int highest = -1;
-    std::vector<reader> readers;
-    std::vector<reader> writers;
+    watch_list readers;
+    watch_list writers;
     std::list<timeout> timeouts; // sorted by due time
     std::list<timeout> spare;    // at most one entry, of a timeout that has run
     long ticks_per_second = 100;
+    timespec ticks_read{}; // when the ticks were looked at last
+    uint32_t ticks = 0;    // at that time
     std::vector<signal_entry> signals;
+    vesk::linked<vesk::task> tasks;
+    unsigned pass = 0;
     bool terminate = false;
     bool readers_changed = false;
 };
@@ -64,10 +80,34 @@ loop &state()
 volatile std::sig_atomic_t pending = 0;
 volatile std::sig_atomic_t received[NSIG];
 
+/** How long the wait may last, as the kernel reads it. */
+struct {
+    volatile long seconds;
+    volatile long nanoseconds;
+} wait_limit;
+
+void limit_wait(long seconds, long nanoseconds)
+{
+    wait_limit.seconds = seconds;
+    wait_limit.nanoseconds = nanoseconds;
+}
+
 uint32_t ticks_now()
 {
-    struct tms unused;
-    return static_cast<uint32_t>(times(&unused));
+    return static_cast<uint32_t>(times(nullptr)); // Linux takes null, and then adds up no usage
+}
+
+/** The same without a system call: the ticks stand still as long as the coarse clock does. */
+uint32_t recent_ticks()
+{
+    timespec now{};
+    timespec &read = state().ticks_read;
+    const bool known = clock_gettime(CLOCK_MONOTONIC_COARSE, &now) == 0;
+    if (!known || now.tv_nsec != read.tv_nsec || now.tv_sec != read.tv_sec) {
+        state().ticks = ticks_now();
+        read = now;
+    }
+    return state().ticks;
 }
 
 /** How far a lies behind b; negative when it is earlier. Right across a wrap. */
@@ -79,6 +119,8 @@ int32_t ticks_between(uint32_t a, uint32_t b)
 void record_signal(int number)
 {
     pending = 1;
+    received[number] = 1;
+    limit_wait(0, 0);
     received[number] = 1;
 }
 
@@ -107,70 +149,67 @@ bool can_be_watched(int sock)
     return sock >= 0 && sock < FD_SETSIZE;
 }
 
-int add_watch(std::vector<reader> &list, const reader &entry)
+int add_watch(watch_list &list, const watch &entry)
 {
     if (!can_be_watched(entry.sock)) return -1;
     return vesk::or_on_oom(-1, [&] {
-        list.push_back(entry);
+        list.entries.push_back(entry);
+        FD_SET(entry.sock, &list.watched);
         state().highest = std::max(state().highest, entry.sock);
         return 0;
     });
 }
 
-int remove_watch(std::vector<reader> &list, int sock)
+/** Removes the first entry of sock, also in the midst of a walk. */
+int remove_watch(watch_list &list, int sock)
 {
-    const auto found =
-        std::find_if(list.begin(), list.end(), [&](const reader &r) { return r.sock == sock; });
-    if (found == list.end()) return -1;
-    list.erase(found);
+    auto &entries = list.entries;
+    const auto is_of_sock = [&](const watch &w) { return w.sock == sock; };
+    const auto found = std::find_if(entries.begin(), entries.end(), is_of_sock);
+    if (found == entries.end()) return -1;
+    if (static_cast<size_t>(found - entries.begin()) < list.next) --list.next;
+    entries.erase(found);
+    if (std::none_of(entries.begin(), entries.end(), is_of_sock)) {
+        FD_CLR(sock, &list.watched);
+        FD_CLR(sock, &list.ready); // its number may come back within the pass
+    }
     return 0;
 }
 
-fd_set watched(const std::vector<reader> &list)
+/** Until the first timeout, if there is one; not at all when there is something to do. */
+void limit_wait()
 {
-    fd_set set;
-    FD_ZERO(&set);
-    for (const reader &entry : list)
-        FD_SET(entry.sock, &set);
-    return set;
-}
-
-/** How long to wait: until the first timeout, not at all when a signal is pending; null: for ever.
- */
-const timespec *wait_time(timespec &time)
-{
-    time = {};
-    if (pending) return &time;
-    if (state().timeouts.empty()) return nullptr;
+    constexpr long a_day = 24L * 60 * 60; // then the loop just waits again
+    const auto &timeouts = state().timeouts;
     const long ticks = state().ticks_per_second;
-    const long wait = std::max(ticks_between(state().timeouts.front().due, ticks_now()), 0);
-    time.tv_sec = wait / ticks;
-    time.tv_nsec = (wait % ticks) * (1000000 / ticks) * 1000;
-    return &time;
+    if (timeouts.empty()) {
+        limit_wait(a_day, 0);
+    } else {
+        const long wait = std::max(ticks_between(timeouts.front().due, recent_ticks()), 0);
+        limit_wait(wait / ticks, (wait % ticks) * (1000000 / ticks) * 1000);
+    }
+    if (pending || state().tasks.first) limit_wait(0, 0); // the last look at the count
 }
 
-int wait_for_events(fd_set &readable, fd_set &writable)
+/** The library's pselect() hands the kernel a copy of the time, made too early. */
+int wait_for_events()
 {
-    sigset_t ours;
-    sigset_t before;
-    sigemptyset(&ours);
-    for (const signal_entry &entry : state().signals)
-        sigaddset(&ours, entry.number);
-    sigprocmask(SIG_BLOCK, &ours, &before);
-    timespec time;
-    const int ready =
-        pselect(state().highest + 1, &readable, &writable, nullptr, wait_time(time), &before);
-    const int saved = errno;
-    sigprocmask(SIG_SETMASK, &before, nullptr);
-    errno = saved;
-    return ready;
+    watch_list &readers = state().readers;
+    watch_list &writers = state().writers;
+    readers.ready = readers.watched;
+    writers.ready = writers.watched;
+    fd_set *const writable = writers.entries.empty() ? nullptr : &writers.ready;
+    const long count = state().highest + 1;
+    limit_wait();
+    return static_cast<int>(
+        syscall(SYS_pselect6, count, &readers.ready, writable, nullptr, &wait_limit, nullptr));
 }
 
 /** Runs one timeout that is due; the others follow in the next passes. */
 void run_first_timeout()
 {
     auto &timeouts = state().timeouts;
-    if (timeouts.empty() || ticks_between(timeouts.front().due, ticks_now()) > 0) return;
+    if (timeouts.empty() || ticks_between(timeouts.front().due, recent_ticks()) > 0) return;
     const timeout due = timeouts.front();
     // The entry is at hand for a handler that registers itself again: that must not need memory.
     auto &spare = state().spare;
@@ -179,27 +218,38 @@ void run_first_timeout()
     due.handler(due.eloop_data, due.user_data);
 }
 
-void run_writers(const fd_set &writable)
+/** Runs the tasks that are queued by now; those that they queue follow in the next pass. */
+void run_tasks()
 {
-    // A handler may end any connection: look each one up again before it is called.
-    const std::vector<reader> &writers = state().writers;
-    for (size_t i = 0; i < writers.size(); ++i) {
-        const reader entry = writers[i];
-        if (!FD_ISSET(entry.sock, &writable)) continue;
-        entry.handler(entry.sock, entry.eloop_data, entry.user_data);
-        if (i < writers.size() && writers[i].sock != entry.sock) --i;
+    auto &tasks = state().tasks;
+    const unsigned now = state().pass++;
+    while (tasks.first && tasks.first->pass == now) {
+        vesk::task &first = *tasks.first;
+        vesk::cancel(first);
+        first.run(first.user_data);
     }
 }
 
-void run_readers(const fd_set &readable)
+void drop_tasks()
 {
-    state().readers_changed = false;
-    for (size_t i = 0; i < state().readers.size(); ++i) {
-        const reader entry = state().readers[i];
-        if (!FD_ISSET(entry.sock, &readable)) continue;
-        entry.handler(entry.sock, entry.eloop_data, entry.user_data);
-        if (state().readers_changed) return;
+    while (vesk::task *first = state().tasks.first)
+        vesk::cancel(*first);
+}
+
+/** Calls the handlers of what is ready. They may add and remove entries; stop ends the walk. */
+void run_ready(watch_list &list, const bool &stop)
+{
+    for (list.next = 0; list.next < list.entries.size() && !stop;) {
+        const watch entry = list.entries[list.next++];
+        if (FD_ISSET(entry.sock, &list.ready))
+            entry.handler(entry.sock, entry.eloop_data, entry.user_data);
     }
+}
+
+bool has_nothing_left()
+{
+    return state().timeouts.empty() && state().readers.entries.empty() &&
+           state().writers.entries.empty() && !state().tasks.first;
 }
 
 } // namespace
@@ -216,10 +266,36 @@ int unregister_write_sock(int sock)
     return remove_watch(state().writers, sock);
 }
 
+int unregister_own_read_sock(int sock)
+{
+    return remove_watch(state().readers, sock);
+}
+
+void skip_read_sock(int sock)
+{
+    if (can_be_watched(sock)) FD_CLR(sock, &state().readers.ready);
+}
+
+void run_in_next_pass(task &what)
+{
+    if (what.queued) return;
+    what.queued = true;
+    what.pass = state().pass;
+    state().tasks.append(&what);
+}
+
+void cancel(task &what)
+{
+    if (!what.queued) return;
+    what.queued = false;
+    state().tasks.unlink(&what);
+}
+
 } // namespace vesk
 
 void eloop_init(void *user_data)
 {
+    drop_tasks();
     state() = loop{};
     state().user_data = user_data;
     state().ticks_per_second = sysconf(_SC_CLK_TCK);
@@ -283,19 +359,19 @@ int eloop_register_signal(int sig, eloop_signal_handler handler, void *user_data
 void eloop_run(void)
 {
     while (!state().terminate) {
-        if (state().timeouts.empty() && state().readers.empty() && state().writers.empty()) return;
-        fd_set readable = watched(state().readers);
-        fd_set writable = watched(state().writers);
-        const int ready = wait_for_events(readable, writable);
+        if (has_nothing_left()) return;
+        const int ready = wait_for_events();
         if (ready < 0 && errno != EINTR) {
             std::perror("select");
             return;
         }
         run_signal_handlers();
         run_first_timeout();
+        run_tasks();
         if (ready <= 0) continue;
-        run_writers(writable);
-        run_readers(readable);
+        run_ready(state().writers, false);
+        state().readers_changed = false;
+        run_ready(state().readers, state().readers_changed);
     }
 }
 
@@ -314,8 +390,9 @@ void eloop_destroy(void)
     // Swapped away, so that the arrays themselves are freed as well.
     std::list<timeout>{}.swap(state().timeouts);
     std::list<timeout>{}.swap(state().spare);
-    std::vector<reader>{}.swap(state().readers);
-    std::vector<reader>{}.swap(state().writers);
+    state().readers = {};
+    state().writers = {};
+    drop_tasks();
     std::vector<signal_entry>{}.swap(state().signals);
 }
 

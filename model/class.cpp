@@ -40,9 +40,14 @@ int refuse_property(const vesk_class &cls, const vesk_property &property)
 int own_property(vesk_class &cls, vesk_property &property)
 {
     return vesk::or_on_oom(1, [&] {
+        if (cls.in_order.size() >= vesk::max_properties) return 1;
+        cls.in_order.reserve(cls.in_order.size() + 1);
         // The map may refuse or run out of memory; until it took the property the caller owns it.
-        return cls.properties.name_map<vesk_property>::insert(property.name.c_str(), &property) ? 0
-                                                                                                : 1;
+        if (!cls.properties.name_map<vesk_property>::insert(property.name.c_str(), &property))
+            return 1;
+        property.position = static_cast<unsigned short>(cls.in_order.size());
+        cls.in_order.push_back(&property);
+        return 0;
     });
 }
 
@@ -83,6 +88,12 @@ const vesk_property *find_property(const vesk_class &cls, const char *name)
     return cls.superclass ? cls.superclass->properties.get(name) : nullptr;
 }
 
+unsigned find_slot(const vesk_class &cls, const char *name)
+{
+    const vesk_property *property = find_property(cls, name);
+    return property ? slot_of(cls, *property) : no_slot;
+}
+
 int resolve(vesk_class &cls, const class_registry &registry)
 {
     if (cls.abstract == undecided) cls.abstract = 0;
@@ -121,9 +132,10 @@ vesk_class *vesk_class_clone(const vesk_class *cls, const char *name)
         auto clone = std::make_unique<vesk_class>(name, cls->properties.size());
         clone->persistence = cls->persistence;
         clone->type = cls->type;
-        for (auto [property_name, property] : cls->properties) {
+        for (const vesk_property *property : cls->in_order) {
             auto copy = std::make_unique<vesk_property>(*property);
-            clone->properties.insert(property_name, copy);
+            if (own_property(*clone, *copy) != 0) throw std::bad_alloc{};
+            static_cast<void>(copy.release());
         }
         return clone.release();
     });

@@ -2,55 +2,100 @@
 
 #include "model/instance.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "base/or_on_oom.h"
 #include "base/text.h"
 #include "core/log.h"
+#include "model/instances.h"
 #include "model/parking.h"
+#include "model/sharing.h"
 
 namespace {
 
-std::unique_ptr<char[]> copy_name(const char *name)
-{
-    if (!name) return nullptr;
-    const size_t size = std::strlen(name) + 1;
-    std::unique_ptr<char[]> copy{new char[size]};
-    std::memcpy(copy.get(), name, size);
-    return copy;
-}
+/** Room for an instance of which nothing is known: some values of a usual length. */
+constexpr size_t usual_values = 8;
+constexpr size_t usual_text = 12;
 
 bool is_named(unsigned type)
 {
     return type == VESK_CLASS_UNIQUE_NAMED || type == VESK_CLASS_GROUP_NAMED;
 }
 
-/** The first property that is required on insert and has no value, or null. */
+vesk::instance_room usual_room(const vesk_class &cls)
+{
+    size_t properties = cls.in_order.size();
+    if (cls.superclass) properties += cls.superclass->in_order.size();
+    const size_t values = std::min(properties, usual_values);
+    return {values, values * usual_text};
+}
+
+/** Has whoever follows the instance's collections keep what it needs. Throws std::bad_alloc. */
+void before_set(vesk_instance &instance, vesk::slot_id slot)
+{
+    vesk::for_each_membership(instance, [&](vesk_instances_class &store, uint32_t place) {
+        vesk::before_value(store, place);
+        for (auto *watch = store.collection->watches.first; watch; watch = watch->next)
+            watch->before_set(watch->owner, instance, slot);
+    });
+}
+
+/** The watch that began last of those that listen to the instance; null when its own listener
+ * counts. */
+const vesk::instances_watch *listening_watch(const vesk_instance &instance)
+{
+    const vesk::instances_watch *newest = nullptr;
+    vesk::for_each_membership(instance, [&](const vesk_instances_class &store, uint32_t) {
+        for (auto *watch = store.collection->watches.last; watch; watch = watch->previous) {
+            if (watch->since < instance.hooked_at) return;
+            if (newest && watch->since < newest->since) return;
+            if (!watch->listens_to(watch->owner, instance)) continue;
+            newest = watch;
+            return;
+        }
+    });
+    return newest;
+}
+
+void tell_listener(vesk_instance &instance, const char *property)
+{
+    if (const auto *watch = listening_watch(instance)) {
+        watch->listener(&instance, property, watch->owner);
+        return;
+    }
+    const bool is_gone =
+        instance.home && instance.hooked_at < instance.home->collection->hooks_since;
+    if (instance.hook.listener && !is_gone)
+        instance.hook.listener(&instance, property, instance.hook.data);
+}
+
+} // namespace
+
+namespace vesk {
+
+uint64_t next_hook_time()
+{
+    static uint64_t now = 0;
+    return ++now;
+}
+
 const vesk_property *missing_property(const vesk_instance &instance)
 {
     const vesk_property *missing = nullptr;
-    vesk::for_each_property(*instance.cls, [&](const vesk_property &property) {
-        if (!missing && property.required_on_insert && !instance.values.get(property.name.c_str()))
+    for_each_property(*instance.cls, [&](const vesk_property &property) {
+        if (!missing && property.required_on_insert && !value_of(instance, property.name.c_str()))
             missing = &property;
     });
     return missing;
 }
 
-} // namespace
-
-vesk_instance::vesk_instance(vesk_class *its_class, const char *its_name)
-    : cls{its_class}, name{copy_name(its_name)}
-{
-}
-
-vesk_instance::vesk_instance(const vesk_instance &other)
-    : cls{other.cls}, name{copy_name(other.name.get())}, values{other.values}
-{
-}
-
-namespace vesk {
-
 vesk_instance *make_instance(vesk_class &cls, const char *name)
+{
+    return make_instance(cls, name, usual_room(cls));
+}
+
+vesk_instance *make_instance(vesk_class &cls, const char *name, instance_room room)
 {
     const char *class_name = cls.name.c_str();
     if (cls.abstract != 0)
@@ -60,26 +105,32 @@ vesk_instance *make_instance(vesk_class &cls, const char *name)
         return none("Instance of \"%s\" requires requires name.\n", class_name);
     if (!is_named(cls.type) && name)
         return none("Instance of \"%s\" may not have a name.\n", class_name);
-    return new vesk_instance{&cls, name};
+    return new_instance(cls, name, room);
 }
 
 bool set_value(vesk_instance &instance, const char *name, const char *value)
 {
-    const char *class_name = instance.cls->name.c_str();
     const vesk_property *property = find_property(*instance.cls, name);
-    if (!property)
-        return fail("Property \"%s\" not in class \"%s\" (or its superclasses).\n", name,
-                    class_name) == 0;
-    if (!property->is_valid)
+    if (property) return set_found_value(instance, *property, name, value);
+    return fail("Property \"%s\" not in class \"%s\" (or its superclasses).\n", name,
+                instance.cls->name.c_str()) == 0;
+}
+
+bool set_found_value(vesk_instance &instance, const vesk_property &property, const char *name,
+                     const char *value)
+{
+    if (!property.is_valid)
         vesk_debug_lprintf(5,
                            "Property \"%s\" of class \"%s\" does not have an is_valid function.\n",
-                           name, class_name);
-    if ((property->is_valid && !property->is_valid(value)) ||
-        (property->is_instance_valid && !property->is_instance_valid(&instance, value)))
+                           name, instance.cls->name.c_str());
+    if ((property.is_valid && !property.is_valid(value)) ||
+        (property.is_instance_valid && !property.is_instance_valid(&instance, value)))
         return fail("Value \"%s\" is not valid for property \"%s\" of class \"%s\".\n", value, name,
-                    class_name) == 0;
-    instance.values.set(*property, value);
-    if (instance.hook.listener) instance.hook.listener(&instance, name, instance.hook.data);
+                    instance.cls->name.c_str()) == 0;
+    const slot_id slot = slot_of(*instance.cls, property);
+    before_set(instance, slot);
+    put_value(instance, slot, value);
+    tell_listener(instance, name);
     return true;
 }
 
@@ -95,7 +146,7 @@ vesk_instance *vesk_instance_new(vesk_class *cls, const char *name)
 vesk_instance *vesk_instance_copy(const vesk_instance *instance)
 {
     if (!instance) return vesk::none("Null instance. (%s)\n", "vesk_instance_copy");
-    return vesk::or_on_oom<vesk_instance *>(nullptr, [&] { return new vesk_instance{*instance}; });
+    return vesk::or_on_oom<vesk_instance *>(nullptr, [&] { return vesk::new_copy(*instance); });
 }
 
 int vesk_instance_delete(vesk_instance *instance)
@@ -108,14 +159,14 @@ int vesk_instance_delete(vesk_instance *instance)
 const char *vesk_instance_get_name(const vesk_instance *instance)
 {
     if (!instance) return vesk::none("Null instance. (%s)\n", "vesk_instance_get_name");
-    return instance->name.get();
+    return instance->name;
 }
 
 const char *vesk_instance_get_value(const vesk_instance *instance, const char *property)
 {
     if (!instance) return vesk::none("Null instance. (%s)\n", "vesk_instance_get_value");
     if (!property) return vesk::none("Null property.\n");
-    return instance->values.get(property);
+    return vesk::value_of(*instance, property);
 }
 
 int vesk_instance_set_value(vesk_instance *instance, const char *name, const char *value)
@@ -140,7 +191,7 @@ int vesk_instance_is_valid(const vesk_instance *instance, char **message)
         return 0;
     };
     if (!instance) return tell([] { return vesk::malloc_copy("Null instance."); });
-    const vesk_property *missing = missing_property(*instance);
+    const vesk_property *missing = vesk::missing_property(*instance);
     if (!missing) return 1;
     return tell([&] {
         return vesk::malloc_copy(vesk::format_text(
@@ -156,15 +207,20 @@ void vesk_instance_print(const vesk_instance *instance, FILE *stream)
         vesk::fail("Instance is null.\n");
         return;
     }
-    std::fprintf(stream, "Instance name: %s\tclass: %s\n",
-                 instance->name ? instance->name.get() : "n/a", instance->cls->name.c_str());
-    for (const auto &value : instance->values)
-        std::fprintf(stream, "   %s =\t%s\n", value.property->name.c_str(), value.text());
+    std::fprintf(stream, "Instance name: %s\tclass: %s\n", instance->name ? instance->name : "n/a",
+                 instance->cls->name.c_str());
+    vesk::for_each_value(*instance, [&](const vesk_property &property, const char *text) {
+        std::fprintf(stream, "   %s =\t%s\n", property.name.c_str(), text);
+    });
 }
 
 int vesk_instance_set_listener(vesk_instance *instance, vesk_instance_listener listener, void *data)
 {
     if (!instance) return 1;
     instance->hook = {listener, listener ? data : nullptr};
+    instance->hooked_at = vesk::next_hook_time();
+    vesk::for_each_membership(*instance, [&](const vesk_instances_class &store, uint32_t) {
+        store.collection->last_hooked = instance->hooked_at;
+    });
     return 0;
 }

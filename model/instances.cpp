@@ -6,55 +6,52 @@
 #include "core/log.h"
 #include "model/classes.h"
 #include "model/iterator.h"
+#include "model/kinds.h"
 #include "model/parking.h"
+#include "model/sharing.h"
 
 namespace {
 
+using vesk::class_slot;
+
 enum event { added = 0, removed = 1 };
 
-int copy_singleton(const vesk_instances_class *from, vesk_instances_class *to)
-{
-    if (!from->singleton) return 0;
-    return vesk::add_copy(*from->singleton, *to, vesk_instances_singleton_add);
-}
-
-constexpr vesk::instances_kind kinds[] = {
-    {vesk_instances_singleton_add, vesk_instances_singleton_remove,
-     vesk_instances_singleton_remove_all, vesk_instances_singleton_delete_all, copy_singleton,
-     vesk_instances_singleton_init_iterator, nullptr, vesk_instances_singleton_iterator_next},
-    {vesk::add_anonymous, vesk_instances_anonymous_remove, vesk_instances_anonymous_remove_all,
-     vesk_instances_anonymous_delete_all, vesk_instances_anonymous_copy,
-     vesk_instances_anonymous_init_iterator, nullptr, vesk_instances_anonymous_iterator_next},
-    {vesk::add_unique_named, vesk_instances_unique_named_remove,
-     vesk_instances_unique_named_remove_all, vesk_instances_unique_named_delete_all,
-     vesk_instances_unique_named_copy, vesk_instances_unique_named_init_iterator,
-     vesk_instances_unique_named_init_group_iterator, vesk_instances_unique_named_iterator_next},
-    {vesk::add_group_named, vesk_instances_group_named_remove,
-     vesk_instances_group_named_remove_all, vesk_instances_group_named_delete_all,
-     vesk_instances_group_named_copy, vesk_instances_group_named_init_iterator,
-     vesk_instances_group_named_init_group_iterator, vesk_instances_group_named_iterator_next},
-};
-
-/** The store of a class, made when there is none. Throws std::bad_alloc. */
+/** The collection's own store of a class, made when there is none. Throws std::bad_alloc. */
 vesk_instances_class &find_or_make_store(vesk_instances &instances, vesk_class &cls)
 {
-    const char *name = cls.name.c_str();
-    if (vesk_instances_class *found = instances.classes.get(name)) return *found;
-    auto store = std::make_unique<vesk_instances_class>();
-    store->cls = &cls;
-    store->collection = &instances;
-    instances.classes.insert(name, store.get());
-    instances.class_order.append(store.get());
-    return *store.release();
+    if (auto *found = vesk::own_store_of(instances, cls.name.c_str())) return *found;
+    vesk::own_class_order(instances);
+    vesk::before_new_class(instances);
+    auto slot = std::make_unique<class_slot>(
+        class_slot{&cls, std::make_unique<vesk_instances_class>(cls, instances)});
+    instances.classes.insert(cls.name.c_str(), slot.get());
+    instances.class_order.append(slot.get());
+    return *slot.release()->store;
 }
 
-void drop_store(vesk_instances &instances, vesk_instances_class *store, bool with_instances)
+void tell_of_disorder(const vesk_instances &instances)
 {
-    const vesk::instances_kind &kind = vesk::kind_of(*store->cls);
-    (with_instances ? kind.delete_all : kind.remove_all)(store);
-    instances.classes.remove(store->cls->name.c_str());
-    instances.class_order.unlink(store);
-    delete store;
+    for (auto *watch = instances.watches.first; watch; watch = watch->next)
+        watch->before_disorder(watch->owner);
+}
+
+/** Drops a class; of a shared copy it throws before anything has changed. */
+void drop_class(vesk_instances &instances, const char *class_name, bool with_instances)
+{
+    vesk::own_class_order(instances);
+    vesk_instances_class *store = vesk::own_store_of(instances, class_name);
+    if (!store) return;
+    class_slot *slot = instances.classes.get(class_name);
+    vesk::before_emptying(*store);
+    tell_of_disorder(instances);
+    for (auto *watch = instances.watches.first; watch; watch = watch->next)
+        vesk::for_each_instance(*store, [&](vesk_instance &instance) {
+            watch->before_removal(watch->owner, instance);
+        });
+    vesk::empty(*store, with_instances);
+    instances.classes.remove(class_name);
+    instances.class_order.unlink(slot);
+    delete slot;
 }
 
 int drop_class(vesk_instances *instances, const char *class_name, bool with_instances)
@@ -62,17 +59,20 @@ int drop_class(vesk_instances *instances, const char *class_name, bool with_inst
     if (!instances) return vesk::fail("Null instances.\n");
     if (!class_name) return vesk::fail("Null class_name.\n");
     if (!vesk_classes_get(class_name)) return vesk::fail("Unknown class \"%s\".\n", class_name);
-    if (vesk_instances_class *store = instances->classes.get(class_name))
-        drop_store(*instances, store, with_instances);
-    return 0;
+    return vesk::or_on_oom(1, [&] {
+        drop_class(*instances, class_name, with_instances);
+        return 0;
+    });
 }
 
 /** Whether the class or, by an abstract superclass, a sibling holds an instance of that name. */
 bool is_name_taken(const vesk_instances &instances, const vesk_instance &instance)
 {
     if (!instance.cls->superclass || !instance.name) return false; // the store itself will tell
-    for (auto [name, sibling] : instance.cls->superclass->subclasses)
-        if (vesk_instances_get(&instances, name, instance.name.get())) return true;
+    for (auto [name, sibling] : instance.cls->superclass->subclasses) {
+        const vesk_instances_class *store = vesk::store_of(instances, name);
+        if (store && vesk::has_name(*store, instance.name)) return true;
+    }
     return false;
 }
 
@@ -85,56 +85,145 @@ void tell_listener(const vesk_instances &instances, vesk_instance *instance, eve
 bool copy_stores(const vesk_instances &from, vesk_instances &to)
 {
     bool complete = true;
-    for (const vesk_instances_class *store = from.class_order.first; store; store = store->next)
-        complete &= vesk::or_on_oom(false, [&] {
-            auto &copy = find_or_make_store(to, *store->cls);
-            return vesk::kind_of(*store->cls).copy(store, &copy) == 0;
-        });
+    vesk::for_each_slot(from, [&](const class_slot &slot) {
+        const auto *store = vesk::store_of(from, slot.cls->name.c_str());
+        if (store)
+            complete &= vesk::or_on_oom(false, [&] {
+                return vesk::copy_between(store, &find_or_make_store(to, *store->cls)) == 0;
+            });
+    });
     return complete;
+}
+
+/** Copies that still share become independent, as far as memory suffices. */
+void detach_copies(vesk_instances &instances)
+{
+    while (vesk_instances *copy = instances.copies.first) {
+        try {
+            vesk::own_class_order(*copy);
+        } catch (const std::bad_alloc &) {
+            copy->is_broken = true;
+        }
+        vesk::for_each_slot(instances,
+                            [](const class_slot &slot) { vesk::before_emptying(*slot.store); });
+        vesk::end_sharing(*copy);
+    }
+}
+
+/** The instance of a unique name to hand out. Throws. */
+vesk_instance *find_named(vesk_instances &instances, const char *class_name, const char *name)
+{
+    const auto *store = vesk::store_of(instances, class_name);
+    const uint32_t place = store ? vesk::first_of_name(*store, name) : vesk::no_place;
+    if (place == vesk::no_place) return nullptr;
+    return &vesk::own_at(*vesk::own_store_of(instances, class_name), place);
+}
+
+/** Runs a look-up; without memory for a shared copy's own instance that copy is broken. */
+template <typename Find> vesk_instance *found_or_broken(vesk_instances &instances, Find &&find)
+{
+    try {
+        return find();
+    } catch (const std::bad_alloc &) {
+        instances.is_broken = true;
+        return nullptr;
+    }
 }
 
 } // namespace
 
-namespace vesk {
-
-const instances_kind &kind_of(const vesk_class &cls)
+vesk_instances::~vesk_instances()
 {
-    return kinds[cls.type - VESK_CLASS_SINGLETON];
+    for (const auto &[name, slot] : classes)
+        delete slot;
+    if (base) vesk::end_sharing(*this);
 }
 
-int add_copy(const vesk_instance &instance, vesk_instances_class &to,
-             int (*add)(vesk_instances_class *, vesk_instance *))
+namespace vesk {
+
+const vesk_instances_class *store_of(const vesk_instances &instances, const char *class_name)
 {
-    return or_on_oom(1, [&] {
-        instance_ptr copy{new vesk_instance{instance}};
-        if (add(&to, copy.get()) != 0) return 1;
+    const class_slot *slot = instances.classes.get(class_name);
+    if (slot && slot->store) return slot->store.get();
+    if (!instances.base || (!slot && !instances.has_base_order)) return nullptr;
+    slot = instances.base->classes.get(class_name);
+    return slot ? slot->store.get() : nullptr;
+}
+
+vesk_instances_class *own_store_of(vesk_instances &instances, const char *class_name)
+{
+    const class_slot *slot = instances.classes.get(class_name);
+    if (slot && slot->store) return slot->store.get();
+    if (!instances.base || (!slot && !instances.has_base_order)) return nullptr;
+    const class_slot *base_slot = instances.base->classes.get(class_name);
+    return base_slot ? &copy_of_store(instances, *base_slot->store) : nullptr;
+}
+
+bool add_copy(const vesk_instance &instance, vesk_instances_class &to)
+{
+    return or_on_oom(false, [&] {
+        instance_ptr copy{new_copy(instance)};
+        if (!may_add(to, *copy)) return false;
+        append(to, *copy);
         static_cast<void>(copy.release());
-        return 0;
+        return true;
     });
 }
 
 vesk_instances *copy_whole(const vesk_instances &instances)
 {
     full_instances_ptr copy{new vesk_instances};
-    if (!copy_stores(instances, *copy)) throw std::bad_alloc{};
+    copy_all(instances, *copy);
     return copy.release();
+}
+
+void copy_all(const vesk_instances &from, vesk_instances &to)
+{
+    if (!copy_stores(from, to)) throw std::bad_alloc{};
 }
 
 bool add_instance(vesk_instances &instances, vesk_instance &instance)
 {
+    const bool is_new_class = !store_of(instances, instance.cls->name.c_str());
     auto &store = find_or_make_store(instances, *instance.cls);
-    if (instance.cls->type == VESK_CLASS_UNIQUE_NAMED && is_name_taken(instances, instance))
+    if (is_name_taken(instances, instance) || !may_add(store, instance)) {
+        if (is_new_class) tell_of_disorder(instances); // a class came that holds nothing
         return false;
-    if (kind_of(*instance.cls).add(&store, &instance) != 0) return false;
+    }
+    append(store, instance);
     tell_listener(instances, &instance, added);
     return true;
 }
 
+bool remove_instance(vesk_instances &instances, vesk_instance &instance)
+{
+    const class_slot *slot = instances.classes.get(instance.cls->name.c_str());
+    vesk_instances_class *store = slot ? slot->store.get() : nullptr;
+    const uint32_t place = store ? place_of(*store, instance) : no_place;
+    if (place == no_place) return false;
+    take_out(*store, place);
+    tell_listener(instances, &instance, removed);
+    return true;
+}
+
+void empty(vesk_instances &instances, bool with_instances)
+{
+    leave_collection(instances);
+    while (instances_watch *watch = instances.watches.take_first())
+        watch->collection_gone(watch->owner);
+    detach_copies(instances);
+    for (const auto &[name, slot] : instances.classes)
+        if (slot->store) empty(*slot->store, with_instances);
+    for (const auto &[name, slot] : instances.classes)
+        delete slot;
+    instances.classes.clear();
+    instances.class_order = {};
+    if (instances.base) end_sharing(instances);
+}
+
 void free_instances(vesk_instances *instances, bool with_instances)
 {
-    leave_collection(*instances);
-    while (vesk_instances_class *store = instances->class_order.first)
-        drop_store(*instances, store, with_instances);
+    empty(*instances, with_instances);
     delete instances;
 }
 
@@ -163,9 +252,14 @@ vesk_instance *vesk_instances_get_singleton(const vesk_instances *instances, con
     if (!cls) return vesk::none("Unknown class \"%s\".\n", class_name);
     if (cls->type != VESK_CLASS_SINGLETON)
         return vesk::none("Class \"%s\" is not a singleton.\n", class_name);
-    const vesk_instances_class *store = instances->classes.get(class_name);
-    if (!store) return vesk::none("Singleton instance of class \"%s\" is missing.\n", class_name);
-    return store->singleton;
+    if (!vesk::store_of(*instances, class_name))
+        return vesk::none("Singleton instance of class \"%s\" is missing.\n", class_name);
+    auto &all = const_cast<vesk_instances &>(*instances);
+    return found_or_broken(all, [&]() -> vesk_instance * {
+        auto &store = *vesk::own_store_of(all, class_name);
+        const uint32_t place = vesk::first_place(store);
+        return place != vesk::no_place ? &vesk::own_at(store, place) : nullptr;
+    });
 }
 
 vesk_instance *vesk_instances_get(const vesk_instances *instances, const char *class_name,
@@ -184,9 +278,8 @@ vesk_instance *vesk_instances_get(const vesk_instances *instances, const char *c
                 return found;
         return nullptr;
     }
-    const vesk_instances_class *store = instances->classes.get(class_name);
-    const vesk::instance_node *node = store ? store->unique_named.get(instance_name) : nullptr;
-    return node ? node->instance : nullptr;
+    auto &all = const_cast<vesk_instances &>(*instances);
+    return found_or_broken(all, [&] { return find_named(all, class_name, instance_name); });
 }
 
 int vesk_instances_add(vesk_instances *instances, vesk_instance *instance)
@@ -200,10 +293,7 @@ int vesk_instances_remove(vesk_instances *instances, vesk_instance *instance)
 {
     if (!instances) return vesk::fail("Null instances.\n");
     if (!instance) return vesk::fail("Null instance. (%s)\n", "vesk_instances_remove");
-    vesk_instances_class *store = instances->classes.get(instance->cls->name.c_str());
-    if (!store || vesk::kind_of(*store->cls).remove(store, instance) != 0) return 1;
-    tell_listener(*instances, instance, removed);
-    return 0;
+    return vesk::remove_instance(*instances, *instance) ? 0 : 1;
 }
 
 int vesk_instances_remove_class(vesk_instances *instances, const char *class_name)
@@ -229,10 +319,12 @@ void vesk_instances_delete_all(vesk_instances *instances)
 int vesk_instances_is_empty(const vesk_instances *instances)
 {
     if (!instances) return vesk::fail("Null instances.\n");
-    for (const vesk_instances_class *store = instances->class_order.first; store;
-         store = store->next)
-        if (store->singleton || store->nodes.first || store->group_order.first) return 0;
-    return 1;
+    bool is_empty = true;
+    vesk::for_each_slot(*instances, [&](const class_slot &slot) {
+        const auto *store = vesk::store_of(*instances, slot.cls->name.c_str());
+        is_empty &= !store || store->live == 0;
+    });
+    return is_empty ? 1 : 0;
 }
 
 void vesk_instances_print(const vesk_instances *instances, FILE *stream)
@@ -242,20 +334,21 @@ void vesk_instances_print(const vesk_instances *instances, FILE *stream)
         vesk::fail("Null instances.\n");
         return;
     }
-    for (const vesk_instances_class *store = instances->class_order.first; store;
-         store = store->next) {
-        vesk::for_each_instance(*store, [&](const vesk_instance &instance) {
-            vesk_instance_print(&instance, stream);
-            std::fputc('\n', stream);
-        });
+    vesk::for_each_slot(*instances, [&](const class_slot &slot) {
+        if (const auto *store = vesk::store_of(*instances, slot.cls->name.c_str()))
+            vesk::for_each_instance(*store, [&](const vesk_instance &instance) {
+                vesk_instance_print(&instance, stream);
+                std::fputc('\n', stream);
+            });
         std::fputc('\n', stream);
-    }
+    });
 }
 
 int vesk_instances_set_listener(vesk_instances *instances, vesk_instances_listener listener,
                                 void *data)
 {
     if (!instances) return 1;
+    tell_of_disorder(*instances);
     instances->hook = {listener, listener ? data : nullptr};
     return 0;
 }

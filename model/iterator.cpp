@@ -5,39 +5,62 @@
 #include "base/or_on_oom.h"
 #include "core/log.h"
 #include "model/classes.h"
+#include "model/sharing.h"
 
 namespace {
+
+using vesk::no_place;
+
+/** The collection's own store of a class, null when there is none or no memory for it. */
+vesk_instances_class *store_to_walk(vesk_instances &instances, const char *class_name)
+{
+    try {
+        return vesk::own_store_of(instances, class_name);
+    } catch (const std::bad_alloc &) {
+        instances.is_broken = true;
+        return nullptr;
+    }
+}
 
 void enter_store(vesk_instances_iterator &iterator, vesk_instances_class *store)
 {
     iterator.store = store;
-    iterator.current = nullptr;
-    iterator.node = nullptr;
-    iterator.group = nullptr;
-    if (store) vesk::kind_of(*store->cls).init_iterator(&iterator);
+    iterator.place = store ? vesk::first_place(*store) : no_place;
+}
+
+void enter_slot(vesk_instances_iterator &iterator, vesk::class_slot *slot)
+{
+    iterator.slot = slot;
+    enter_store(iterator,
+                slot ? store_to_walk(*iterator.collection, slot->cls->name.c_str()) : nullptr);
 }
 
 /** Steps on class by class until one has an instance or none remain. */
 void find_instance(vesk_instances_iterator &iterator)
 {
-    while (!iterator.current) {
-        if (iterator.all_classes && iterator.store) {
-            enter_store(iterator, iterator.store->next);
-            if (!iterator.store) return;
+    while (iterator.is_at_end()) {
+        if (iterator.all_classes && iterator.slot) {
+            enter_slot(iterator, iterator.slot->next);
         } else if (iterator.abstract_class) {
             const vesk_class *subclass = (*iterator.next_subclass).value;
             if (!subclass) return;
             ++iterator.next_subclass;
-            enter_store(iterator, iterator.collection->classes.get(subclass->name.c_str()));
+            enter_store(iterator, store_to_walk(*iterator.collection, subclass->name.c_str()));
         } else {
             return;
         }
     }
 }
 
+void step_within(vesk_instances_iterator &iterator)
+{
+    iterator.place = iterator.one_name ? vesk::next_of_name(*iterator.store, iterator.place)
+                                       : vesk::next_place(*iterator.store, iterator.place);
+}
+
 void step(vesk_instances_iterator &iterator)
 {
-    vesk::kind_of(*iterator.store->cls).iterator_next(&iterator);
+    step_within(iterator);
     if (!iterator.one_name) find_instance(iterator);
 }
 
@@ -45,20 +68,22 @@ void end(vesk_instances_iterator &iterator)
 {
     iterator.all_classes = false;
     iterator.abstract_class = nullptr;
+    iterator.slot = nullptr;
     enter_store(iterator, nullptr);
 }
 
 void start_all(vesk_instances_iterator &iterator)
 {
+    vesk::own_class_order(*iterator.collection);
     iterator.all_classes = true;
-    enter_store(iterator, iterator.collection->class_order.first);
+    enter_slot(iterator, iterator.collection->class_order.first);
     find_instance(iterator);
 }
 
 void start_class(vesk_instances_iterator &iterator, const vesk_class &cls)
 {
     if (cls.abstract != 1) {
-        enter_store(iterator, iterator.collection->classes.get(cls.name.c_str()));
+        enter_store(iterator, store_to_walk(*iterator.collection, cls.name.c_str()));
         return;
     }
     iterator.abstract_class = &cls;
@@ -66,15 +91,14 @@ void start_class(vesk_instances_iterator &iterator, const vesk_class &cls)
     find_instance(iterator);
 }
 
-/** The store with instances of that name: of an abstract class, that of the subclass that has one.
- */
-vesk_instances_class *store_with_name(const vesk_instances &instances, const vesk_class &cls,
-                                      const char *name)
+/** The class with instances of that name: of an abstract one, the subclass that has one. */
+const vesk_class *class_with_name(const vesk_instances &instances, const vesk_class &cls,
+                                  const char *name)
 {
-    if (cls.abstract != 1) return instances.classes.get(cls.name.c_str());
+    if (cls.abstract != 1) return &cls;
     for (auto [subclass_name, subclass] : cls.subclasses) {
-        vesk_instances_class *store = instances.classes.get(subclass_name);
-        if (store && store->unique_named.get(name)) return store;
+        const vesk_instances_class *store = vesk::store_of(instances, subclass_name);
+        if (store && vesk::has_name(*store, name)) return subclass;
     }
     return nullptr;
 }
@@ -82,16 +106,61 @@ vesk_instances_class *store_with_name(const vesk_instances &instances, const ves
 void start_name(vesk_instances_iterator &iterator, const vesk_class &cls, const char *name)
 {
     iterator.one_name = true;
-    iterator.store = store_with_name(*iterator.collection, cls, name);
-    if (iterator.store) vesk::kind_of(cls).init_group_iterator(&iterator, name);
+    const vesk_class *concrete = class_with_name(*iterator.collection, cls, name);
+    if (!concrete) return;
+    iterator.store = store_to_walk(*iterator.collection, concrete->name.c_str());
+    if (iterator.store) iterator.place = vesk::first_of_name(*iterator.store, name);
 }
 
-/** A new iterator that is known to its collection. Throws std::bad_alloc. */
-vesk::iterator_ptr make_iterator(const vesk_instances &instances)
+bool is_named(const vesk_class &cls)
 {
+    return cls.type == VESK_CLASS_UNIQUE_NAMED || cls.type == VESK_CLASS_GROUP_NAMED;
+}
+
+/** Makes an iterator known to its collection. */
+void attach(vesk_instances_iterator &iterator, vesk_instances &instances)
+{
+    iterator.collection = &instances;
+    instances.iterators.append(&iterator);
+}
+
+/** A shared copy's own stores for what is to be walked, so that the walk misses no class. Throws. */
+void prepare_walk(vesk_instances &instances, const vesk_class *cls)
+{
+    if (!instances.base) return;
+    if (!cls) {
+        vesk::own_class_order(instances);
+        vesk::for_each_slot(instances, [&](const vesk::class_slot &slot) {
+            vesk::own_store_of(instances, slot.cls->name.c_str());
+        });
+    } else if (cls->abstract == 1) {
+        for (auto [name, subclass] : cls->subclasses)
+            vesk::own_store_of(instances, name);
+    } else {
+        vesk::own_store_of(instances, cls->name.c_str());
+    }
+}
+
+/** vesk_instances_new_group_iterator() that throws std::bad_alloc; null when it is refused. */
+vesk::iterator_ptr group_iterator(vesk_instances *instances, const char *class_name,
+                                  const char *group_name)
+{
+    if (!instances) return vesk::none("Null instances.\n");
+    if (group_name && !class_name)
+        return vesk::none("group_name specified but class_name is null.\n");
+    const vesk_class *cls = class_name ? vesk_classes_get(class_name) : nullptr;
+    if (class_name && !cls) return vesk::none("Unknown class \"%s\".\n", class_name);
+    if (group_name && !is_named(*cls))
+        return vesk::none("Group iterators can only be used on named classes.\n");
+    prepare_walk(*instances, cls);
     vesk::iterator_ptr iterator{new vesk_instances_iterator{}};
-    iterator->collection = &instances;
-    instances.iterators.append(iterator.get());
+    attach(*iterator, *instances);
+    if (group_name)
+        start_name(*iterator, *cls, group_name);
+    else if (cls)
+        start_class(*iterator, *cls);
+    else
+        start_all(*iterator);
     return iterator;
 }
 
@@ -99,6 +168,18 @@ template <typename Action> void for_each_iterator(const vesk_instances &instance
 {
     for (vesk_instances_iterator *i = instances.iterators.first; i; i = i->next)
         action(*i);
+}
+
+/** The instance to hand out; null without memory for a shared copy's own. */
+vesk_instance *take(vesk_instances_iterator &iterator)
+{
+    try {
+        return &vesk::own_at(*iterator.store, iterator.place);
+    } catch (const std::bad_alloc &) {
+        iterator.collection->is_broken = true;
+        end(iterator);
+        return nullptr;
+    }
 }
 
 } // namespace
@@ -133,37 +214,20 @@ bool is_walking(const vesk_instances_iterator *iterator)
     return false;
 }
 
-void leave_place(const vesk_instances_class &store, const instance_node *node)
+void leave_place(const vesk_instances_class &store, uint32_t place)
 {
     for_each_iterator(*store.collection, [&](vesk_instances_iterator &iterator) {
-        if (iterator.store == &store && iterator.current && iterator.node == node) step(iterator);
+        if (iterator.store == &store && iterator.place == place) step(iterator);
     });
-}
-
-instance_node *find_node(const vesk_instances_class &store, const linked<instance_node> &list,
-                         const vesk_instance *instance)
-{
-    const auto holds = [&](const instance_node *node) {
-        return node && node->instance == instance;
-    };
-    if (holds(list.last)) return list.last;
-    for (const vesk_instances_iterator *i = store.collection->iterators.first; i; i = i->next) {
-        if (i->store != &store || !i->node) continue;
-        if (holds(i->node->previous)) return i->node->previous;
-    }
-    instance_node *node = list.first;
-    while (node && !holds(node))
-        node = node->next;
-    return node;
 }
 
 void leave_store(const vesk_instances_class &store)
 {
     for_each_iterator(*store.collection, [&](vesk_instances_iterator &iterator) {
         if (iterator.store != &store) return;
-        iterator.current = nullptr;
+        iterator.place = no_place;
         find_instance(iterator);
-        if (!iterator.current) end(iterator);
+        if (iterator.is_at_end()) end(iterator);
     });
 }
 
@@ -176,42 +240,27 @@ void leave_collection(const vesk_instances &instances)
     }
 }
 
-iterator_ptr group_iterator(const vesk_instances *instances, const char *class_name,
-                            const char *group_name)
-{
-    if (!instances) return none("Null instances.\n");
-    if (group_name && !class_name) return none("group_name specified but class_name is null.\n");
-    const vesk_class *cls = class_name ? vesk_classes_get(class_name) : nullptr;
-    if (class_name && !cls) return none("Unknown class \"%s\".\n", class_name);
-    if (group_name && cls->type != VESK_CLASS_UNIQUE_NAMED && cls->type != VESK_CLASS_GROUP_NAMED)
-        return none("Group iterators can only be used on named classes.\n");
-    auto iterator = make_iterator(*instances);
-    if (group_name)
-        start_name(*iterator, *cls, group_name);
-    else if (cls)
-        start_class(*iterator, *cls);
-    else
-        start_all(*iterator);
-    return iterator;
-}
-
-class_walk::class_walk(const vesk_instances *instances, const char *class_name)
+instances_walk::instances_walk(vesk_instances *instances, const char *class_name, const char *name)
 {
     const vesk_class *cls = vesk_classes_get(class_name);
-    if (!instances || !cls) return;
-    iterator_.collection = instances;
-    instances->iterators.append(&iterator_);
-    start_class(iterator_, *cls);
+    if (!instances || !cls || (name && !is_named(*cls))) return;
+    attach(iterator_, *instances);
+    name ? start_name(iterator_, *cls, name) : start_class(iterator_, *cls);
 }
 
-class_walk::~class_walk()
+instances_walk::~instances_walk()
 {
     if (iterator_.collection) iterator_.collection->iterators.unlink(&iterator_);
 }
 
-vesk_instance *class_walk::next()
+vesk_instance *instances_walk::next()
 {
     return vesk_instances_iterator_next(&iterator_);
+}
+
+void instances_walk::skip()
+{
+    step(iterator_);
 }
 
 } // namespace vesk
@@ -231,8 +280,11 @@ vesk_instances_iterator *vesk_instances_new_group_iterator(const vesk_instances 
                                                            const char *class_name,
                                                            const char *group_name)
 {
-    return vesk::or_on_oom<vesk_instances_iterator *>(
-        nullptr, [&] { return vesk::group_iterator(instances, class_name, group_name).release(); });
+    // What is handed out may be changed, whoever looks: a shared copy takes it then.
+    return vesk::or_on_oom<vesk_instances_iterator *>(nullptr, [&] {
+        return group_iterator(const_cast<vesk_instances *>(instances), class_name, group_name)
+            .release();
+    });
 }
 
 int vesk_instances_iterator_has_next(const vesk_instances_iterator *iterator)
@@ -241,13 +293,14 @@ int vesk_instances_iterator_has_next(const vesk_instances_iterator *iterator)
         vesk::fail("Null iterator.\n");
         return 0;
     }
-    return iterator->current != nullptr;
+    return !iterator->is_at_end();
 }
 
 vesk_instance *vesk_instances_iterator_next(vesk_instances_iterator *iterator)
 {
     if (!iterator) return vesk::none("Null iterator.\n");
-    vesk_instance *instance = iterator->current;
+    if (iterator->is_at_end()) return nullptr;
+    vesk_instance *instance = take(*iterator);
     if (instance) step(*iterator);
     return instance;
 }

@@ -6,21 +6,26 @@
 #include "model/instances.h"
 
 /**
- * Stands on the instance to be returned next; no instance is left when current is null. It is known
- * to its collection, which moves it on before that instance or its class goes away.
+ * Stands on the place of the instance to be returned next; no instance is left when that is
+ * no_place. It is known to its collection, which moves it on before that instance or its class goes
+ * away.
  */
 struct vesk_instances_iterator {
-    const vesk_instances *collection = nullptr;
+    vesk_instances *collection = nullptr;
     vesk_instances_class *store = nullptr; // of the class being walked
-    vesk_instance *current = nullptr;
-    vesk::instance_node *node = nullptr;   // current's, unless it is a singleton
-    vesk::instance_group *group = nullptr; // current's, while all groups are walked
-    bool one_name = false;                 // confined to one name of one class
+    uint32_t place = vesk::no_place;
+    bool one_name = false; // confined to one name of one class
     bool all_classes = false;
+    vesk::class_slot *slot = nullptr;           // of store, while all classes are walked
     const vesk_class *abstract_class = nullptr; // whose subclasses are being walked
     vesk::name_map<vesk_class>::iterator next_subclass;
     vesk_instances_iterator *next = nullptr;
     vesk_instances_iterator *previous = nullptr;
+
+    bool is_at_end() const { return place == vesk::no_place; }
+
+    /** What it stands on, to be looked at only: a shared copy need not own it. */
+    const vesk_instance &current() const { return *store->at(place); }
 };
 
 namespace vesk {
@@ -32,22 +37,8 @@ bool are_given(const vesk_instances_class *store, const vesk_instance *instance,
 bool can_copy(const vesk_instances_class *from, const vesk_instances_class *to);
 bool is_walking(const vesk_instances_iterator *iterator);
 
-inline void stand_on(vesk_instances_iterator &iterator, instance_node *node)
-{
-    iterator.node = node;
-    iterator.current = node ? node->instance : nullptr;
-}
-
-/** Moves every iterator that stands on this place (no node: a singleton's) on to the next one. */
-void leave_place(const vesk_instances_class &store, const instance_node *node);
-
-/**
- * The place of an instance in a list, null when it is not there. Those that iterators of the store
- * have just left are looked at first, and the ends of the list: whoever deletes while walking finds
- * each at once, however long the list is.
- */
-instance_node *find_node(const vesk_instances_class &store, const linked<instance_node> &list,
-                         const vesk_instance *instance);
+/** Moves every iterator that stands on this place on to the next one. */
+void leave_place(const vesk_instances_class &store, uint32_t place);
 
 /** Moves every iterator that walks this store on to the next class. */
 void leave_store(const vesk_instances_class &store);
@@ -60,31 +51,55 @@ struct delete_iterator {
 };
 using iterator_ptr = std::unique_ptr<vesk_instances_iterator, delete_iterator>;
 
-/** vesk_instances_new_group_iterator() that throws std::bad_alloc; null when it is refused. */
-iterator_ptr group_iterator(const vesk_instances *instances, const char *class_name,
-                            const char *group_name);
-
-/** A class iterator that needs no memory; an unknown class has no instances. */
-class class_walk {
+/** An iterator that needs no memory; what is unknown or unfit has no instances. */
+class instances_walk {
   public:
-    class_walk(const vesk_instances *instances, const char *class_name);
-    ~class_walk();
-    class_walk(const class_walk &) = delete;
-    class_walk &operator=(const class_walk &) = delete;
+    /** Over the instances of a class, or of one name of it. */
+    instances_walk(vesk_instances *instances, const char *class_name, const char *name = nullptr);
+    ~instances_walk();
+    instances_walk(const instances_walk &) = delete;
+    instances_walk &operator=(const instances_walk &) = delete;
+
+    bool is_at_end() const { return iterator_.is_at_end(); }
+
+    /** What next() would give, to be looked at only. */
+    const vesk_instance &current() const { return iterator_.current(); }
 
     /** The next instance, null at the end. */
     vesk_instance *next();
-    bool is_at_end() const { return !iterator_.current; }
+
+    void skip();
 
   private:
     vesk_instances_iterator iterator_;
 };
 
-/** Calls visit(instance) for what is left; a null iterator has nothing. */
-template <typename Visit> void walk(const iterator_ptr &iterator, Visit &&visit)
+/**
+ * Calls visit(instance) for the instances of a class, or of one name of it, until it gives false.
+ * It must not change anything; a shared copy need not own what is visited.
+ */
+template <typename Visit>
+bool look_at_store(const vesk_instances_class *store, const char *name, Visit &&visit)
 {
-    while (iterator && iterator->current)
-        visit(*vesk_instances_iterator_next(iterator.get()));
+    if (!store) return true;
+    uint32_t place = name ? first_of_name(*store, name) : first_place(*store);
+    for (; place != no_place;
+         place = name ? next_of_name(*store, place) : next_place(*store, place))
+        if (!visit(static_cast<const vesk_instance &>(*store->at(place)))) return false;
+    return true;
+}
+
+template <typename Visit>
+void look_at(const vesk_instances &instances, const vesk_class &cls, const char *name,
+             Visit &&visit)
+{
+    if (cls.abstract != 1) {
+        look_at_store(store_of(instances, cls.name.c_str()), name, visit);
+        return;
+    }
+    // A name is unique among the subclasses: there is no second one.
+    for (auto [subclass_name, subclass] : cls.subclasses)
+        if (!look_at_store(store_of(instances, subclass_name), name, visit)) return;
 }
 
 } // namespace vesk

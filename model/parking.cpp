@@ -29,7 +29,7 @@ busy_scope::~busy_scope()
     }
     while (vesk_instance *instance = parked_instances) {
         parked_instances = instance->next_parked;
-        delete instance;
+        free_instance(instance);
     }
 }
 
@@ -45,10 +45,18 @@ void free_at_once(vesk_instances *instances, bool with_instances) noexcept
     busy = under_way;
 }
 
+void empty_at_once(vesk_instances &instances, bool with_instances) noexcept
+{
+    const unsigned under_way = std::exchange(busy, 0);
+    empty(instances, with_instances);
+    busy = under_way;
+}
+
 void free_or_park(vesk_instance *instance) noexcept
 {
+    if (instance->is_guest) forget_guest(*instance);
     if (busy == 0) {
-        delete instance;
+        free_instance(instance);
         return;
     }
     instance->next_parked = std::exchange(parked_instances, instance);

@@ -25,6 +25,9 @@ class busy_scope {
 /** Frees a collection that nobody but its owner can hold, even while something is under way. */
 void free_at_once(vesk_instances *instances, bool with_instances) noexcept;
 
+/** The same for one that is part of its owner. */
+void empty_at_once(vesk_instances &instances, bool with_instances) noexcept;
+
 /** Frees now, or keeps until the outermost busy_scope ends. Never allocates. */
 void free_or_park(vesk_instance *instance) noexcept;
 void free_or_park(vesk_instances *instances, bool with_instances) noexcept;

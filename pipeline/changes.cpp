@@ -2,19 +2,26 @@
 
 #include "pipeline/changes.h"
 
+#include <algorithm>
+
+#include "base/never_destroyed.h"
 #include "base/or_on_oom.h"
 #include "core/log.h"
+#include "model/classes.h"
 #include "model/iterator.h"
+#include "model/sharing.h"
 
-// A collection and an instance have one listener each. A change set that finds one there keeps it
-// and puts it back at its end, so that change sets nest: while a request is being answered, a
-// refresh may write values through a request of its own. What is added and removed meanwhile goes
-// on to the outer one, which must know what there is and must not refer to what is gone; values do
-// not.
+// A change set takes nothing when it is made. It watches the collection, which tells it of every
+// change before that is made, and its before is a shared copy, which keeps what is about to change.
+// The collection has one listener besides. A change set that finds one there keeps it and puts it
+// back at its end, so that change sets nest: while a request is being answered, a refresh may write
+// values through a request of its own. What is added and removed meanwhile goes on to the outer
+// one, which must know what there is and must not refer to what is gone; values do not.
 
 namespace {
 
 using vesk::instance_record;
+using vesk::slot_id;
 
 vesk::linked<vesk_changes> &live()
 {
@@ -22,17 +29,161 @@ vesk::linked<vesk_changes> &live()
     return all;
 }
 
-void instance_set(vesk_instance *instance, const char *property, void *data)
+vesk_changes &changes_of(void *owner)
 {
-    auto &changes = *static_cast<vesk_changes *>(data);
+    return *static_cast<vesk_changes *>(owner);
+}
+
+/** The store of after that holds the instance, and its place there; null when none does. */
+vesk::membership place_in_after(const vesk_changes &changes, const vesk_instance &instance)
+{
+    vesk::membership found{nullptr, vesk::no_place};
+    vesk::for_each_membership(instance, [&](vesk_instances_class &store, uint32_t place) {
+        if (store.collection == changes.after) found = {&store, place};
+    });
+    return found;
+}
+
+instance_record untouched_record()
+{
+    instance_record record;
+    record.was_there = true;
+    return record;
+}
+
+instance_record inserted_record()
+{
+    instance_record record;
+    record.is_changed = record.all_values = true;
+    return record;
+}
+
+const instance_record &implied_record(const vesk_changes &changes)
+{
+    static const vesk::never_destroyed<const instance_record> untouched{untouched_record()};
+    static const vesk::never_destroyed<const instance_record> inserted{inserted_record()};
+    return changes.all_inserted ? *inserted : *untouched;
+}
+
+/** What is recorded of an instance, by itself or implied; null when nothing is. */
+const instance_record *find_record(const vesk_changes &changes, const vesk_instance &instance)
+{
+    if (const instance_record *own = changes.records.get(&instance))
+        return own->is_known ? own : nullptr;
+    return place_in_after(changes, instance).store ? &implied_record(changes) : nullptr;
+}
+
+/** A record of its own, with what was implied; of one that is not known, an unknown one. Throws. */
+instance_record &own_record(vesk_changes &changes, const vesk_instance &instance)
+{
+    if (instance_record *own = changes.records.get(&instance)) return *own;
+    auto fresh = std::make_unique<instance_record>();
+    fresh->is_known = place_in_after(changes, instance).store != nullptr;
+    if (fresh->is_known) *fresh = changes.all_inserted ? inserted_record() : untouched_record();
+    instance_record &own = *fresh;
+    changes.records.insert(&instance, fresh);
+    return own;
+}
+
+/** Before's instance at the place of one that was there from the beginning. Throws. */
+vesk_instance *before_of(vesk_changes &changes, const vesk_instance &instance)
+{
+    const instance_record *own = changes.records.get(&instance);
+    if (own && own->before) return own->before;
+    const vesk::membership now = place_in_after(changes, instance);
+    if (!now.store) return nullptr;
+    auto *store = vesk::own_store_of(changes.before, instance.cls->name.c_str());
+    return store && now.place < store->end() && store->at(now.place)
+               ? &vesk::own_at(*store, now.place)
+               : nullptr;
+}
+
+/** Whether everything that the collection holds was told of; else each needs its own record. */
+void record_all_inserted(vesk_changes &changes)
+{
+    if (!changes.all_inserted) return;
+    const bool done = vesk::or_on_oom(false, [&] {
+        bool complete = true;
+        vesk::for_each_instance(*changes.after, [&](vesk_instance &instance) {
+            const instance_record &record = own_record(changes, instance);
+            if (record.is_known && !vesk::add_instance(changes.changed, instance)) complete = false;
+        });
+        return complete;
+    });
+    if (done) {
+        changes.all_inserted = false;
+        return;
+    }
+    vesk::empty_at_once(changes.changed, false);
+    changes.incomplete = true;
+}
+
+bool listens_to(const void *owner, const vesk_instance &instance)
+{
+    const instance_record *record =
+        find_record(*static_cast<const vesk_changes *>(owner), instance);
+    return record && record->was_there && !record->has_left;
+}
+
+void list_values(instance_record &record, const vesk_instance &instance)
+{
+    std::vector<slot_id> slots = record.slots;
+    slots.insert(slots.end(), instance.slots(), instance.slots() + instance.count);
+    record.slots = std::move(slots);
+    record.all_values = false;
+}
+
+/** A property that gets its first value only now was not set when the instance was inserted. */
+void before_set(void *owner, vesk_instance &instance, slot_id slot)
+{
+    vesk_changes &changes = changes_of(owner);
+    const instance_record *record = find_record(changes, instance);
+    if (record && record->all_values && !instance.value(slot))
+        list_values(own_record(changes, instance), instance);
+}
+
+void before_adding(void *owner, vesk_instance &instance)
+{
+    vesk_changes &changes = changes_of(owner);
+    if (!changes.all_inserted) own_record(changes, instance); // unknown until it is told of
+}
+
+void before_removal(void *owner, vesk_instance &instance) noexcept
+{
+    vesk_changes &changes = changes_of(owner);
+    const bool done = vesk::or_on_oom(false, [&] {
+        instance_record &record = own_record(changes, instance);
+        if (record.is_known && record.was_there) record.before = before_of(changes, instance);
+        if (record.all_values) list_values(record, instance); // what is set from now on is not told
+        record.has_left = true;
+        return true;
+    });
+    if (!done) changes.incomplete = true;
+}
+
+void before_disorder(void *owner) noexcept
+{
+    record_all_inserted(changes_of(owner));
+}
+
+void collection_gone(void *owner) noexcept
+{
+    vesk_changes &changes = changes_of(owner);
+    record_all_inserted(changes);
+    changes.after = nullptr;
+}
+
+void instance_set(vesk_instance *instance, const char *property, void *owner)
+{
+    vesk_changes &changes = changes_of(owner);
     if (vesk_changes_instance_updated(&changes, instance) != 0 ||
         vesk_changes_add_property(&changes, instance, property) != 0)
         changes.incomplete = true;
 }
 
-void collection_changed(vesk_instance *instance, int event, void *data)
+void collection_changed(vesk_instance *instance, int event, void *owner)
 {
-    auto &changes = *static_cast<vesk_changes *>(data);
+    vesk_changes &changes = changes_of(owner);
     switch (event) {
     case 0:
         if (vesk_changes_instance_inserted(&changes, instance) != 0) changes.incomplete = true;
@@ -48,77 +199,113 @@ void collection_changed(vesk_instance *instance, int event, void *data)
         changes.outer.listener(instance, event, changes.outer.data);
 }
 
-bool is_ours(const vesk::instance_hook &hook, const vesk_changes *changes)
-{
-    return hook.listener == instance_set && hook.data == changes;
-}
-
 bool is_ours(const vesk::instances_hook &hook, const vesk_changes *changes)
 {
     return hook.listener == collection_changed && hook.data == changes;
 }
 
-/** Pairs every instance with its copy: both collections are in the same order. */
-void record_all(vesk_changes &changes)
+/** A collection that cannot be shared is copied, and every instance paired with its copy. */
+void copy_before(vesk_changes &changes)
 {
-    const vesk::iterator_ptr copies{vesk_instances_new_iterator(changes.before.get())};
-    if (!copies) throw std::bad_alloc{};
+    vesk::copy_all(*changes.after, changes.before);
+    std::vector<vesk_instance *> copies;
+    vesk::for_each_instance(changes.before, [&](vesk_instance &copy) { copies.push_back(&copy); });
+    size_t at = 0;
     vesk::for_each_instance(*changes.after, [&](const vesk_instance &instance) {
-        auto record = std::make_unique<instance_record>();
-        record->before = vesk_instances_iterator_next(copies.get());
-        record->outer = instance.hook;
+        auto record = std::make_unique<instance_record>(untouched_record());
+        record->before = copies[at++];
         changes.records.insert(&instance, record);
     });
 }
 
-/** From here on nothing can fail. */
-void attach(vesk_changes &changes)
+void copy_or_leave_nothing(vesk_changes &changes)
 {
-    vesk::for_each_instance(*changes.after, [&](vesk_instance &instance) {
-        vesk_instance_set_listener(&instance, instance_set, &changes);
-    });
-    changes.outer = changes.after->hook;
-    vesk_instances_set_listener(changes.after, collection_changed, &changes);
-    live().append(&changes);
-}
-
-/** A change set that was made later keeps what is put back now, instead of what goes away. */
-void hand_over_to(vesk_changes &later, vesk_changes &ending)
-{
-    if (is_ours(later.outer, &ending)) later.outer = ending.outer;
-    vesk::for_each_instance(*later.after, [&](vesk_instance &instance) {
-        instance_record *record = later.records.get(&instance);
-        if (!record || !is_ours(record->outer, &ending)) return;
-        const instance_record *kept = ending.records.get(&instance);
-        record->outer = kept ? kept->outer : vesk::instance_hook{};
-    });
+    try {
+        copy_before(changes);
+    } catch (...) {
+        vesk::empty_at_once(changes.before, true);
+        throw;
+    }
 }
 
 void detach(vesk_changes &changes)
 {
-    if (!changes.after) return;
     live().unlink(&changes);
-    vesk::for_each_instance(*changes.after, [&](vesk_instance &instance) {
-        if (!is_ours(instance.hook, &changes)) return;
-        const instance_record *record = changes.records.get(&instance);
-        instance.hook = record ? record->outer : vesk::instance_hook{};
-    });
-    if (is_ours(changes.after->hook, &changes)) changes.after->hook = changes.outer;
     for (vesk_changes *other = live().first; other; other = other->next)
-        if (other->after == changes.after) hand_over_to(*other, changes);
+        if (is_ours(other->outer, &changes)) other->outer = changes.outer;
+    if (!changes.after) return;
+    changes.after->watches.unlink(&changes.watch);
+    if (is_ours(changes.after->hook, &changes)) changes.after->hook = changes.outer;
 }
 
-/** Records every property that has a value as set. Throws std::bad_alloc. */
-void record_values(instance_record &record, const vesk_instance &instance)
+/** Records an instance as inserted that is not known yet. */
+int record_inserted(vesk_changes &changes, vesk_instance &instance)
 {
-    vesk::for_each_property(*instance.cls, [&](const vesk_property &property) {
-        if (!instance.values.get(property.name.c_str())) return;
-        if (!record.properties) record.properties = std::make_unique<vesk::name_set>(4);
-        record.properties->insert(property.name.c_str());
-    });
+    const bool had_record = changes.records.get(&instance) != nullptr;
+    instance_record &record = own_record(changes, instance);
+    if (!vesk::or_on_oom(false, [&] { return vesk::add_instance(changes.changed, instance); })) {
+        if (!had_record) changes.records.remove(&instance);
+        return 1;
+    }
+    record = inserted_record();
+    return 0;
+}
+
+void forget(vesk_changes &changes, const vesk_instance &instance)
+{
+    // One that is still in the collection must not be taken for one that was always there.
+    if (instance_record *own = changes.records.get(&instance)) {
+        *own = instance_record{};
+        own->is_known = false;
+    }
+    if (!place_in_after(changes, instance).store) changes.records.remove(&instance);
+}
+
+bool is_recorded(const instance_record &record, const vesk_instance &instance, const char *property)
+{
+    const unsigned slot = vesk::find_slot(*instance.cls, property);
+    if (slot == vesk::no_slot) return record.names && record.names->contains(property);
+    if (record.all_values && instance.value(slot)) return true;
+    return std::find(record.slots.begin(), record.slots.end(), slot) != record.slots.end();
+}
+
+void record_property(instance_record &record, const vesk_instance &instance, const char *property)
+{
+    if (is_recorded(record, instance, property)) return;
+    const unsigned slot = vesk::find_slot(*instance.cls, property);
+    if (slot != vesk::no_slot) {
+        record.slots.push_back(static_cast<slot_id>(slot));
+        return;
+    }
+    if (!record.names) record.names = std::make_unique<vesk::name_set>(4);
+    record.names->insert(property);
 }
 
 } // namespace
+
+vesk_changes::vesk_changes(vesk_instances &observed)
+    : after{&observed}, watch{instance_set,   listens_to,      before_set,      before_adding,
+                              before_removal, before_disorder, collection_gone, this},
+      outer{observed.hook}, all_inserted{observed.classes.size() == 0 && !observed.base}
+{
+    changed.refers = deleted.refers = true;
+    if (vesk::can_be_shared(observed))
+        vesk::begin_sharing(before, observed);
+    else
+        copy_or_leave_nothing(*this);
+    watch.since = vesk::next_hook_time();
+    observed.watches.append(&watch);
+    observed.hook = {collection_changed, this};
+    live().append(this);
+}
+
+vesk_changes::~vesk_changes()
+{
+    detach(*this);
+    vesk::empty_at_once(deleted, false);
+    vesk::empty_at_once(changed, false);
+    vesk::empty_at_once(before, true);
+}
 
 vesk_changes *vesk_changes_new(vesk_instances *after)
 {
@@ -126,118 +313,112 @@ vesk_changes *vesk_changes_new(vesk_instances *after)
         vesk_debug_printf("%s: Null after.\n", "vesk_changes_new");
         return nullptr;
     }
-    return vesk::or_on_oom<vesk_changes *>(nullptr, [&] {
-        auto changes = std::make_unique<vesk_changes>();
-        changes->before.reset(vesk::copy_whole(*after));
-        changes->changed.reset(new vesk_instances);
-        changes->deleted.reset(new vesk_instances);
-        changes->after = after;
-        record_all(*changes);
-        attach(*changes);
-        return changes.release();
-    });
+    return vesk::or_on_oom<vesk_changes *>(nullptr, [&] { return new vesk_changes{*after}; });
 }
 
 int vesk_changes_instance_updated(vesk_changes *changes, vesk_instance *instance)
 {
     if (!changes || !instance) return 1;
-    instance_record *record = changes->records.get(instance);
-    if (!record || record->changed) return 0;
-    if (vesk_instances_add(changes->changed.get(), instance) != 0) return 1;
-    record->changed = true;
-    return 0;
+    const instance_record *known = find_record(*changes, *instance);
+    if (!known || known->is_changed) return 0;
+    return vesk::or_on_oom(1, [&] {
+        instance_record &record = own_record(*changes, *instance);
+        record.before = before_of(*changes, *instance);
+        if (!vesk::add_instance(changes->changed, *instance)) return 1;
+        record.is_changed = true;
+        return 0;
+    });
 }
 
 int vesk_changes_instance_inserted(vesk_changes *changes, vesk_instance *instance)
 {
     if (!changes || !instance) return 1;
-    if (changes->records.get(instance)) return 0;
-    return vesk::or_on_oom(1, [&] {
-        auto record = std::make_unique<instance_record>();
-        record->changed = true;
-        record_values(*record, *instance);
-        if (vesk_instances_add(changes->changed.get(), instance) != 0) return 1;
-        try {
-            changes->records.insert(instance, record);
-        } catch (...) {
-            vesk_instances_remove(changes->changed.get(), instance);
-            throw;
-        }
-        return 0;
-    });
+    if (find_record(*changes, *instance)) return 0;
+    record_all_inserted(*changes); // this one came by another way
+    return vesk::or_on_oom(1, [&] { return record_inserted(*changes, *instance); });
 }
 
 int vesk_changes_instance_deleted(vesk_changes *changes, vesk_instance *instance)
 {
     if (!changes || !instance) return 1;
-    const instance_record *record = changes->records.get(instance);
-    if (!record) return 0;
-    // What may fail comes first. One that was inserted meanwhile has no copy, which the log notes.
-    if (vesk_instances_add(changes->deleted.get(), record->before) != 0 && record->before) return 1;
-    if (record->changed) vesk_instances_remove(changes->changed.get(), instance);
-    if (is_ours(instance->hook, changes)) instance->hook = record->outer;
-    changes->records.remove(instance);
-    return 0;
+    if (!find_record(*changes, *instance)) return 0;
+    return vesk::or_on_oom(1, [&] {
+        if (place_in_after(*changes, *instance).store) record_all_inserted(*changes);
+        instance_record &record = own_record(*changes, *instance);
+        if (record.was_there) record.before = before_of(*changes, *instance);
+        // What may fail comes first. One that was inserted meanwhile has no copy, which the log
+        // notes.
+        if (vesk_instances_add(&changes->deleted, record.before) != 0 && record.before) return 1;
+        if (record.is_changed && !changes->all_inserted)
+            vesk_instances_remove(&changes->changed, instance);
+        forget(*changes, *instance);
+        return 0;
+    });
 }
 
 int vesk_changes_add_property(vesk_changes *changes, vesk_instance *instance, const char *property)
 {
     if (!changes || !instance || !property) return 1;
-    instance_record *record = changes->records.get(instance);
-    if (!record) return 0;
+    const instance_record *known = find_record(*changes, *instance);
+    if (!known || is_recorded(*known, *instance, property)) return 0;
     return vesk::or_on_oom(1, [&] {
-        if (!record->properties) record->properties = std::make_unique<vesk::name_set>(4);
-        record->properties->insert(property);
+        record_property(own_record(*changes, *instance), *instance, property);
         return 0;
     });
 }
 
 vesk_instances *vesk_changes_get_before(vesk_changes *changes)
 {
-    return changes ? changes->before.get() : nullptr;
+    return changes ? &changes->before : nullptr;
 }
 
 vesk_instances_iterator *vesk_changes_new_class_instances_iterator(vesk_changes *changes,
                                                                    const char *class_name)
 {
     if (!changes) return nullptr;
-    return vesk_instances_new_class_iterator(changes->changed.get(), class_name);
+    return vesk_instances_new_class_iterator(&changes->changed_instances(), class_name);
 }
 
 vesk_instances_iterator *vesk_changes_new_deleted_class_instances_iterator(vesk_changes *changes,
                                                                            const char *class_name)
 {
     if (!changes) return nullptr;
-    return vesk_instances_new_class_iterator(changes->deleted.get(), class_name);
+    return vesk_instances_new_class_iterator(&changes->deleted, class_name);
 }
 
 vesk_instance *vesk_changes_get_instance_before(vesk_changes *changes, vesk_instance *instance)
 {
     if (!changes || !instance) return nullptr;
-    const instance_record *record = changes->records.get(instance);
-    return record ? record->before : nullptr;
+    const instance_record *record = find_record(*changes, *instance);
+    if (!record || !record->was_there) return nullptr;
+    return vesk::or_on_oom<vesk_instance *>(nullptr,
+                                            [&] { return before_of(*changes, *instance); });
 }
 
 int vesk_changes_contains_class(vesk_changes *changes, const char *class_name)
 {
-    if (!changes || !class_name) return 0;
-    return !vesk::class_walk{changes->changed.get(), class_name}.is_at_end() ||
-           !vesk::class_walk{changes->deleted.get(), class_name}.is_at_end();
+    const vesk_class *cls = changes && class_name ? vesk_classes_get(class_name) : nullptr;
+    if (!cls) return 0;
+    bool found = false;
+    const auto notice = [&](const vesk_instance &) { return !(found = true); };
+    vesk::look_at(changes->changed_instances(), *cls, nullptr, notice);
+    if (!found) vesk::look_at(changes->deleted, *cls, nullptr, notice);
+    return found;
 }
 
 int vesk_changes_contains_instance(vesk_changes *changes, vesk_instance *instance)
 {
     if (!changes || !instance) return 0;
-    const instance_record *record = changes->records.get(instance);
-    return record && record->changed;
+    const instance_record *record = find_record(*changes, *instance);
+    return record && record->is_changed;
 }
 
 int vesk_changes_contains_property(vesk_changes *changes, vesk_instance *instance,
                                    const char *property)
 {
     if (!changes || !instance || !property) return 0;
-    const instance_record *record = changes->records.get(instance);
-    return record && record->properties && record->properties->contains(property);
+    const instance_record *record = find_record(*changes, *instance);
+    return record && is_recorded(*record, *instance, property);
 }
 
 void vesk_changes_print(vesk_changes *changes, FILE *stream)
@@ -248,15 +429,13 @@ void vesk_changes_print(vesk_changes *changes, FILE *stream)
         return;
     }
     std::fputs("Changed (updated or inserted) instances:\n", stream);
-    vesk_instances_print(changes->changed.get(), stream);
+    vesk_instances_print(&changes->changed_instances(), stream);
     std::fputs("\nDeleted instances:\n", stream);
-    vesk_instances_print(changes->deleted.get(), stream);
+    vesk_instances_print(&changes->deleted, stream);
     std::fputc('\n', stream);
 }
 
 void vesk_changes_delete(vesk_changes *changes)
 {
-    if (!changes) return;
-    detach(*changes);
     delete changes;
 }

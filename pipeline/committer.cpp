@@ -55,7 +55,7 @@ struct dispatch {
 
 void dispatch::report_group(const vesk_instance &instance)
 {
-    const char *group = instance.name.get();
+    const char *group = instance.name;
     if (!entry.group_change || !group || reported_groups.contains(group)) return;
     // Without memory to remember it, a group is better reported again than not at all.
     vesk::or_on_oom(0, [&] {
@@ -111,11 +111,11 @@ void dispatch::dispatch_properties(vesk_instance &instance)
 void dispatch::run()
 {
     if (wants_deleted()) {
-        vesk::class_walk deleted{changes->deleted.get(), class_name};
+        vesk::instances_walk deleted{&changes->deleted, class_name};
         while (vesk_instance *before = deleted.next())
             dispatch_deleted(*before);
     }
-    vesk::class_walk changed{changes->changed.get(), class_name};
+    vesk::instances_walk changed{&changes->changed_instances(), class_name};
     while (vesk_instance *instance = changed.next())
         dispatch_changed(*instance);
 }

@@ -127,7 +127,7 @@ int vesk_refresh_info_contains_instance(const vesk_refresh_info *info,
     if (!info || !instance) return 0;
     const class_selection *entry = entry_of(*info, *instance);
     if (!entry) return 0;
-    return entry->every || (instance->name && entry->find(instance->name.get()));
+    return entry->every || (instance->name && entry->find(instance->name));
 }
 
 int vesk_refresh_info_contains_property(const vesk_refresh_info *info,
@@ -137,7 +137,7 @@ int vesk_refresh_info_contains_property(const vesk_refresh_info *info,
     const class_selection *entry = entry_of(*info, *instance);
     if (!entry) return 0;
     if (entry->every && entry->every->contains(property)) return 1;
-    const property_selection *own = instance->name ? entry->find(instance->name.get()) : nullptr;
+    const property_selection *own = instance->name ? entry->find(instance->name) : nullptr;
     return own && own->contains(property);
 }
 

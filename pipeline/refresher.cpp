@@ -75,7 +75,7 @@ void vesk_refresher_fn(vesk_refresh_info *info)
     const vesk::busy_scope busy;
     vesk_debug_lprintf(4, "Refreshing class %s.\n", class_name);
     if (refresher->pre_refresh) refresher->pre_refresh(info);
-    vesk::class_walk instances{vesk_refresh_info_get_instances(info), class_name};
+    vesk::instances_walk instances{vesk_refresh_info_get_instances(info), class_name};
     while (vesk_instance *instance = instances.next())
         refresh_instance(*refresher, *instance, info);
 }

@@ -10,40 +10,59 @@
 #include "eloop/write.h"
 #include "query/limits.h"
 
-// Life of a connection: its handlers run from the loop, one at a time; each ends in settle(), which
-// may free it, so that nothing follows a call of settle().
+// Life of a connection: it is read as soon as it is accepted, and often all is done by then. Else
+// its handlers run from the loop, one at a time. Each ends in settle(), which may free it, so that
+// nothing follows a call of settle().
 
 namespace vesk {
 namespace {
 
 constexpr unsigned pause_seconds = 1;
 
-linked<connection> ended;
-
-void free_ended(void *, void *)
-{
-    free_ended_connections();
-}
-
 bool would_block()
 {
     return errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR;
 }
 
+/** A large buffer is rare, and not kept. */
+void clear(std::string &buffer)
+{
+    buffer.clear();
+    if (buffer.capacity() > read_budget) std::string{}.swap(buffer);
+}
+
 } // namespace
 
-connection::connection(server &owner, unique_fd fd) : owner_{owner}, fd_{std::move(fd)} {}
+connection::connection(server &owner, unique_fd fd)
+    : owner_{owner}, fd_{std::move(fd)}, again_{on_again, this}
+{
+}
 
 connection::~connection()
 {
     want_read(false);
     want_write(false);
-    if (again_) eloop_cancel_timeout(on_again, nullptr, this);
+    cancel(again_);
+}
+
+char *connection::text(size_t offset, size_t length)
+{
+    char *start = input_.data() + consumed_ + offset;
+    start[length] = '\0';
+    return start;
+}
+
+void connection::consume(size_t count)
+{
+    consumed_ += count;
+    if (consumed_ < input_.size()) return;
+    clear(input_);
+    consumed_ = 0;
 }
 
 bool connection::send(std::string_view text, size_t limit)
 {
-    if (ended_ || broken_ || output_.size() - written_ + text.size() > limit) return false;
+    if (broken_ || output_.size() - written_ + text.size() > limit) return false;
     output_ += text;
     if (!write_some()) return false;
     want_write(written_ < output_.size());
@@ -52,14 +71,12 @@ bool connection::send(std::string_view text, size_t limit)
 
 void connection::on_readable(int, void *, void *self)
 {
-    auto &c = *static_cast<connection *>(self);
-    if (!c.ended_) c.read_some();
+    static_cast<connection *>(self)->read_some();
 }
 
 void connection::on_writable(int, void *, void *self)
 {
     auto &c = *static_cast<connection *>(self);
-    if (c.ended_) return;
     if (!c.write_some()) {
         c.settle(progress::abort);
         return;
@@ -67,34 +84,34 @@ void connection::on_writable(int, void *, void *self)
     c.settle(c.closing_ ? progress::close : progress::again);
 }
 
-void connection::on_again(void *, void *self)
+void connection::on_again(void *self)
 {
     auto &c = *static_cast<connection *>(self);
-    c.again_ = false;
-    if (!c.ended_) c.work();
+    skip_read_sock(c.fd()); // there is enough to do
+    c.work();
 }
 
 void connection::on_stalled(void *, void *self)
 {
     auto &c = *static_cast<connection *>(self);
-    c.want_write(false);
-    if (c.ended_) return;
-    if (!c.progressed_) {
-        c.settle(progress::abort);
-        return;
-    }
-    c.want_write(true);
+    if (!c.progressed_ || !c.watch_stall()) c.settle(progress::abort);
 }
 
 void connection::read_some()
 {
     static char buffer[read_budget];
     const ssize_t got = recv(fd(), buffer, sizeof buffer, 0);
-    if (got < 0 && would_block()) return;
+    if (got < 0 && would_block()) {
+        settle(progress::wait);
+        return;
+    }
+    may_hold_more_ = got == sizeof buffer;
     if (got <= 0) {
         at_end_ = true;
     } else {
         try {
+            input_.erase(0, consumed_);
+            consumed_ = 0;
             input_.append(buffer, static_cast<size_t>(got));
         } catch (const std::bad_alloc &) {
             settle(progress::abort);
@@ -107,12 +124,14 @@ void connection::read_some()
 void connection::work()
 {
     progress made = progress::abort;
+    const size_t before = output_.size();
     try {
         made = owner_.its_protocol().input(*this);
     } catch (const std::bad_alloc &) {
-        // What was sent so far stays; this request is lost with its connection.
+        output_.resize(before); // this request is lost with its connection
     }
-    if (input_.empty() && input_.capacity() > read_budget) std::string{}.swap(input_);
+    // While the loop watches for room there is none.
+    if (made != progress::abort && !writes_ && !write_some()) made = progress::abort;
     settle(made);
 }
 
@@ -129,8 +148,7 @@ bool connection::write_some()
         written_ += static_cast<size_t>(done);
         progressed_ = true;
     }
-    output_.clear();
-    if (output_.capacity() > read_budget) std::string{}.swap(output_); // a large one is rare
+    clear(output_);
     written_ = 0;
     return true;
 }
@@ -140,54 +158,61 @@ bool connection::write_some()
 void connection::settle(progress made)
 {
     const bool writing = written_ < output_.size();
+    if (made == progress::again && input().empty()) made = progress::wait;
     if (made == progress::close || (made == progress::wait && at_end_)) closing_ = true;
     if (made == progress::abort || broken_ || (closing_ && !writing)) {
         if (made != progress::abort) discard_input();
         owner_.end(*this);
         return;
     }
-    const bool may_read = !writing || owner_.its_protocol().reads_while_writing;
-    const bool reads = may_read && !closing_ && !at_end_ && made != progress::again;
-    want_write(writing);
-    want_read(reads);
-    if (made == progress::again && !closing_ && may_read && !again_)
-        again_ = eloop_register_timeout(0, 0, on_again, nullptr, this) == 0;
+    const bool may_read = !closing_ && (!writing || owner_.its_protocol().reads_while_writing);
+    if (made == progress::again && may_read) run_in_next_pass(again_);
+    if (want_write(writing) && want_read(may_read && !at_end_)) return;
     // Without memory for what it waits for, a connection would hold its place for ever.
-    if (wants_write_ != writing || wants_read_ != reads ||
-        (made == progress::again && may_read && !closing_ && !again_))
-        owner_.end(*this);
+    vesk_debug_1printf("Connection (fd %d) cannot be watched.\n", fd());
+    owner_.end(*this);
 }
 
-void connection::want_read(bool wanted)
+/** False when the loop cannot. */
+bool connection::want_read(bool wanted)
 {
-    if (wanted == wants_read_) return;
-    if (wanted)
-        wanted = eloop_register_read_sock(fd(), on_readable, nullptr, this) == 0;
-    else
-        eloop_unregister_read_sock(fd());
-    wants_read_ = wanted;
+    if (wanted == reads_) return true;
+    if (!wanted)
+        unregister_own_read_sock(fd());
+    else if (eloop_register_read_sock(fd(), on_readable, nullptr, this) != 0)
+        return false;
+    reads_ = wanted;
+    return true;
 }
 
-void connection::want_write(bool wanted)
+/** False when the loop cannot. */
+bool connection::want_write(bool wanted)
 {
-    if (wanted == wants_write_) return;
-    if (wanted) {
-        wanted = eloop_register_timeout(max_stall_seconds, 0, on_stalled, nullptr, this) == 0;
-        if (wanted && register_write_sock(fd(), on_writable, this) != 0) {
-            eloop_cancel_timeout(on_stalled, nullptr, this);
-            wanted = false;
-        }
-        progressed_ = false;
-    } else {
+    if (wanted == writes_) return true;
+    if (!wanted) {
         unregister_write_sock(fd());
         eloop_cancel_timeout(on_stalled, nullptr, this);
+    } else if (!watch_stall()) {
+        return false;
+    } else if (register_write_sock(fd(), on_writable, this) != 0) {
+        eloop_cancel_timeout(on_stalled, nullptr, this);
+        return false;
     }
-    wants_write_ = wanted;
+    writes_ = wanted;
+    return true;
+}
+
+bool connection::watch_stall()
+{
+    progressed_ = false;
+    return eloop_register_timeout(max_stall_seconds, 0, on_stalled, nullptr, this) == 0;
 }
 
 /** Bytes left unread at the close would turn the peer's end of data into an error. */
 void connection::discard_input()
 {
+    if (at_end_ || (input().empty() && !may_hold_more_))
+        return; // a peer that keeps to the protocol
     char buffer[4096];
     for (size_t taken = 0; taken < read_budget;) {
         const ssize_t got = recv(fd(), buffer, sizeof buffer, 0);
@@ -231,17 +256,12 @@ void server::accept_one()
         return;
     }
     if (!make_room()) return;
-    std::unique_ptr<connection> fresh{new (std::nothrow) connection{*this, std::move(fd)}};
+    auto *const fresh = new (std::nothrow) connection{*this, std::move(fd)};
     if (!fresh) return;
-    fresh->want_read(true);
-    if (!fresh->wants_read_) {
-        vesk_debug_1printf("Connection (fd %d) cannot be watched.\n", fresh->fd());
-        return;
-    }
-    connection &c = *fresh.release();
-    connections_.append(&c);
+    connections_.append(fresh);
     ++size_;
-    if (protocol_.opened) protocol_.opened(c);
+    if (protocol_.opened) protocol_.opened(*fresh);
+    fresh->read_some(); // most clients have sent something by now
 }
 
 bool server::make_room()
@@ -265,16 +285,7 @@ void server::end(connection &gone)
     if (protocol_.closed) protocol_.closed(gone);
     connections_.unlink(&gone);
     --size_;
-    gone.ended_ = true;
-    ended.append(&gone);
-    eloop_cancel_timeout(free_ended, nullptr, nullptr);
-    if (eloop_register_timeout(0, 0, free_ended, nullptr, nullptr) != 0) free_ended_connections();
-}
-
-void free_ended_connections()
-{
-    while (const connection *gone = ended.take_first())
-        delete gone;
+    const std::unique_ptr<connection> freed{&gone};
 }
 
 } // namespace vesk

@@ -6,6 +6,7 @@
 
 #include "base/linked.h"
 #include "base/unique_fd.h"
+#include "eloop/task.h"
 
 namespace vesk {
 
@@ -46,16 +47,29 @@ class connection {
     int fd() const { return fd_.get(); }
 
     /** The bytes not yet consumed. */
-    std::string &input() { return input_; }
+    std::string_view input() const { return std::string_view{input_}.substr(consumed_); }
+
+    /**
+     * Bytes of the input as a text: a NUL takes the place of the byte behind them, which must not
+     * be needed any more. It stays as it is until it is consumed, whoever else is served meanwhile.
+     */
+    char *text(size_t offset, size_t length);
+
+    /** Drops so many bytes of the input. */
+    void consume(size_t count);
 
     /** Whether the peer has closed its side: no more bytes will come. */
     bool at_end() const { return at_end_; }
 
-    /** Queues all of text, or nothing when more than limit bytes would wait: then false. */
-    bool send(std::string_view text, size_t limit);
+    /**
+     * For the protocol's input(): an answer is appended here, and goes out when that returns. What
+     * it appended is dropped when it throws.
+     */
+    std::string &output() { return output_; }
 
-    /** Whether a write has failed: nothing reaches the peer any more. */
-    bool is_broken() const { return broken_; }
+    /** At any time: queues all of text, or nothing when more than limit bytes would wait: then
+     * false. */
+    bool send(std::string_view text, size_t limit);
 
     size_t scanned = 0;         // for the protocol: how far it has looked through the input
     bool is_subscriber = false; // for the protocol: whether it was promoted
@@ -65,33 +79,34 @@ class connection {
 
   private:
     friend class server;
-    friend struct linked<connection>;
 
     static void on_readable(int, void *, void *self);
     static void on_writable(int, void *, void *self);
-    static void on_again(void *, void *self);
+    static void on_again(void *self);
     static void on_stalled(void *, void *self);
 
     void read_some();
     void work();
     bool write_some();
     void settle(progress made);
-    void want_read(bool wanted);
-    void want_write(bool wanted);
+    bool want_read(bool wanted);
+    bool want_write(bool wanted);
+    bool watch_stall();
     void discard_input();
 
     server &owner_;
     unique_fd fd_;
     std::string input_;
+    size_t consumed_ = 0; // of input_
     std::string output_;
     size_t written_ = 0; // of output_
+    task again_;
+    bool may_hold_more_ = false; // the socket, after the last read
     bool at_end_ = false;
     bool closing_ = false; // when the output is written
     bool broken_ = false;
-    bool wants_read_ = false;
-    bool wants_write_ = false;
-    bool again_ = false;
-    bool ended_ = false;      // it only waits to be freed
+    bool reads_ = false;      // the loop watches for input
+    bool writes_ = false;     // the loop watches for room to write
     bool progressed_ = false; // since the stall timeout was set
 };
 
@@ -107,11 +122,7 @@ class server {
     const linked<connection> &connections() const { return connections_; }
     const protocol &its_protocol() const { return protocol_; }
 
-    /**
-     * Ends a connection. It is freed in the next pass, with all that ended in this one: a reader
-     * that goes away ends the loop's walk over the others, who would never get their turn in a
-     * flood of short connections.
-     */
+    /** Ends a connection and frees it. */
     void end(connection &gone);
 
   private:
@@ -126,9 +137,6 @@ class server {
     linked<connection> connections_; // oldest first
     unsigned size_ = 0;
 };
-
-/** Frees the connections that have ended. The loop does so by itself in its next pass. */
-void free_ended_connections();
 
 } // namespace vesk
 

@@ -10,9 +10,9 @@ namespace {
 
 void delete_instance_of(evaluation &request, vesk_instance &instance)
 {
-    // Recorded first: that may fail, the removal cannot.
+    // Recorded first: a removal that the providers are not told of must not be made.
     if (vesk_changes_instance_deleted(request.changes, &instance) != 0) throw std::bad_alloc{};
-    vesk_instances_remove(request.target, &instance);
+    remove_instance(*request.target, instance);
     vesk_instance_delete(&instance);
     ++request.touched;
 }
@@ -25,16 +25,22 @@ bool evaluate_delete(evaluation &request)
         collect_where(request);
         return false;
     }
-    if (!request.target || !vesk_classes_get(request.class_name)) return true;
-    const auto iterator = group_iterator(request.target, request.class_name, request.instance_name);
-    walk(iterator, [&](vesk_instance &instance) {
+    if (!can_match(request)) return true;
+    where_expression where{request.where};
+    instances_walk walk{request.target, request.class_name, request.instance_name};
+    while (!walk.is_at_end()) {
         if (vesk_debug_get() >= 4) {
             vesk_debug_printf("Considering deleting:\n");
-            vesk_instance_print(&instance, vesk_debug_get_stream());
+            vesk_instance_print(&walk.current(), vesk_debug_get_stream());
         }
-        if (!request.where || evaluate_expression(request.where, instance))
-            delete_instance_of(request, instance);
-    });
+        if (!where.accepts(walk.current())) {
+            walk.skip();
+            continue;
+        }
+        vesk_instance *instance = walk.next();
+        if (!instance) throw std::bad_alloc{};
+        delete_instance_of(request, *instance);
+    }
     return true;
 }
 

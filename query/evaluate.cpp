@@ -12,6 +12,7 @@
 #include "config/running.h"
 #include "core/log.h"
 #include "model/parking.h"
+#include "model/sharing.h"
 #include "pipeline/actions.h"
 #include "pipeline/refresh_info.h"
 #include "query/limits.h"
@@ -111,18 +112,33 @@ const xmlNode *evaluate_operation(evaluation &request, const xmlNode *operation,
     return next;
 }
 
+/**
+ * The copy that a transaction edits. It shares with running, which nobody else has hold of; but who
+ * evaluates a request within another, or within a commit, may look at the old one afterwards.
+ */
+vesk_instances *copy_of(vesk_instances &running)
+{
+    if (busy_scope::depth() > 1) return copy_whole(running);
+    auto copy = std::make_unique<vesk_instances>(8U);
+    begin_sharing(*copy, running);
+    return copy.release();
+}
+
 /** What a request edits: running itself, or in a write-transaction a copy of it. */
 struct edited {
     explicit edited(bool in_transaction)
         : transaction{in_transaction}, running{vesk_config_get_running()}
     {
         if (!running) return;
-        if (transaction) copy.reset(copy_whole(*running));
+        if (transaction) copy.reset(copy_of(*running));
         changes.reset(vesk_changes_new(target()));
         if (!changes) throw std::bad_alloc{};
     }
 
     vesk_instances *target() const { return transaction ? copy.get() : running; }
+
+    /** Whether memory sufficed for all that was looked at so far. */
+    bool is_whole() const { return !changes->before.is_broken && !target()->is_broken; }
 
     bool transaction;
     vesk_instances *running;
@@ -161,54 +177,56 @@ void install(const evaluation &request, edited &what)
         vesk_debug_eprintf("Running was replaced while a request was evaluated.\n");
         throw std::bad_alloc{};
     }
-    if (what.transaction) vesk_config_replace_running(what.copy.release());
+    if (what.transaction) {
+        const vesk_instances *copy = what.copy.get();
+        if (vesk_config_replace_running(what.copy.release()) != copy) throw std::bad_alloc{};
+    }
     if (what.transaction || request.code != operation_code::select)
         vesk_providers_commit(request.target, request.changes, nullptr);
 }
 
-c_string evaluate_sequence(evaluation &request, result &out, const xmlNode *root)
+void evaluate_sequence(evaluation &request, const xmlNode *root)
 {
     const bool transaction = is_named(root->children, "write-transaction");
     const xmlNode *first = transaction ? root->children->children : root->children;
     auto what = std::make_unique<edited>(transaction);
     aim(request, *what);
-    const auto answer = [&] { return c_string{malloc_copy(out.text())}; };
-    if (!collect_and_refresh(request, first)) return answer();
+    if (!collect_and_refresh(request, first)) return request.finish();
     if (what->running != vesk_config_get_running()) {
         // A provider replaced the configuration while it refreshed: that one is to be edited.
         what = std::make_unique<edited>(transaction);
         aim(request, *what);
     }
-    out = result{};
+    request.out->restart();
     unsigned errors = 0;
     for (const xmlNode *next = first; next && errors == 0;)
         next = evaluate_operation(request, next, errors);
-    // The answer is made first: once the changes are known it must not be lost for want of memory.
-    c_string text = answer();
+    if (what->running && !what->is_whole()) throw std::bad_alloc{};
+    request.finish();
     if (errors == 0 && !request.passive) install(request, *what);
-    return text;
 }
 
 /** Evaluates a parsed request whose root is to be "lsql". */
-c_string evaluate(const xmlDoc &document, const xmlNode *root, bool passive)
+void evaluate(const xmlDoc &document, const xmlNode *root, bool passive, result &out,
+              c_string *copy)
 {
     const busy_scope busy;
-    result out;
     evaluation request;
     request.document = &document;
     request.passive = passive;
     request.out = &out;
+    request.copy = copy;
     const auto refuse = [&](const char *message) {
         out.error(message);
         out.counts(1, 0);
-        return c_string{malloc_copy(out.text())};
+        request.finish();
     };
     if (!is_named(root, "lsql")) return refuse("Top level name is not lsql.");
     set_origin(attribute_of(root, "origin"));
     if (external_updates_prohibited && vesk_query_origin)
         return refuse("External updates are prohibited.");
     if (!root->children) return refuse("Incomplete lsql request.");
-    return evaluate_sequence(request, out, root);
+    evaluate_sequence(request, root);
 }
 
 bool is_dumped(bool passive)
@@ -216,21 +234,30 @@ bool is_dumped(bool passive)
     return vesk_debug_get() >= (passive ? 2 : 1);
 }
 
-char *evaluate_document(xmlDoc &document, bool passive)
+void evaluate_document(xmlDoc &document, bool passive, std::string &out, c_string *copy)
 {
     const xmlNode *root = xmlDocGetRootElement(&document);
-    if (is_named(root, "get_conf")) return vesk_config_get_startup_as_xml();
+    if (is_named(root, "get_conf")) {
+        c_string text{vesk_config_get_startup_as_xml()};
+        if (!text) throw std::bad_alloc{};
+        if (copy)
+            *copy = std::move(text);
+        else
+            out += text.get();
+        return;
+    }
     const char *kind = passive ? " (passive)" : "";
     if (is_dumped(passive)) {
         vesk_debug_printf("LSQL query%s:\n", kind);
         xmlDocDump(vesk_debug_get_stream(), &document);
     }
-    c_string text = evaluate(document, root, passive);
+    const size_t start = out.size();
+    result answer{out};
+    evaluate(document, root, passive, answer, copy);
     if (is_dumped(passive)) {
         vesk_debug_printf("LSQL result%s:\n", kind);
-        continue_log_line("%s", text.get());
+        continue_log_line("%s", out.c_str() + start);
     }
-    return text.release();
 }
 
 /** Counts the evaluations under way. */
@@ -241,47 +268,62 @@ struct nested {
     nested &operator=(const nested &) = delete;
 };
 
-char *eval(const char *text, bool passive)
+bool eval(std::string &out, const char *text, bool passive, c_string *copy)
 {
-    if (!text) return none("Null request.\n");
+    if (!text) return fail("Null request.\n") == 0;
     if (is_loading()) {
         vesk_debug_eprintf("Configuration is being loaded: request refused.\n");
-        return nullptr;
+        return false;
     }
     if (nesting >= max_nesting) {
         vesk_debug_eprintf("LSQL request is nested deeper than %u: refused.\n", max_nesting);
-        return nullptr;
+        return false;
     }
     const nested counted;
     // An outer request gets its origin back; after the outermost the last origin stays.
     const auto outer = nesting > 1 ? std::make_unique<keep_origin>() : nullptr;
-    if (!is_within_limits(text)) {
+    const std::string_view request{text};
+    if (!is_within_limits(request)) {
         vesk_debug_eprintf("LSQL request is over a limit.\n");
         throw std::bad_alloc{}; // to the client the same: no answer, its connection ends
     }
-    const xml_doc document = parse_xml(text, xml_source::client);
+    const xml_doc document = parse_request(request);
     if (!document) {
         vesk_debug_eprintf("Invalid LSQL request: %s\n", text);
-        return nullptr;
+        return false;
     }
-    return evaluate_document(*document, passive);
+    evaluate_document(*document, passive, out, copy);
+    return true;
+}
+
+/** Evaluates a request; what was written for one that is dropped is taken back. */
+bool eval_or_drop(std::string &out, const char *text, bool passive, c_string *copy)
+{
+    const size_t start = out.size();
+    try {
+        return eval(out, text, passive, copy);
+    } catch (const std::bad_alloc &) {
+        out.resize(start);
+        vesk_debug_eprintf("LSQL request dropped.\n");
+        throw;
+    }
 }
 
 char *eval_or_null(const char *text, bool passive)
 {
-    return or_on_oom<char *>(nullptr, [&] { return evaluate_text(text, passive); });
+    return or_on_oom<char *>(nullptr, [&]() -> char * {
+        std::string out;
+        c_string copy;
+        eval_or_drop(out, text, passive, &copy);
+        return copy.release();
+    });
 }
 
 } // namespace
 
-char *evaluate_text(const char *text, bool passive)
+bool evaluate_to(std::string &out, const char *request, bool passive)
 {
-    try {
-        return eval(text, passive);
-    } catch (const std::bad_alloc &) {
-        vesk_debug_eprintf("LSQL request dropped.\n");
-        throw;
-    }
+    return eval_or_drop(out, request, passive, nullptr);
 }
 
 } // namespace vesk

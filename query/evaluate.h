@@ -1,13 +1,16 @@
 #ifndef VESK_QUERY_EVALUATE_H
 #define VESK_QUERY_EVALUATE_H
 
+#include <string>
+
 namespace vesk {
 
 /**
- * vesk_query_eval() that tells a request which cannot be answered from one that was lost for want
- * of memory or over a limit: null, and std::bad_alloc.
+ * Appends the answer to a request to out. False when there is none, since it is not well-formed;
+ * std::bad_alloc when the request was lost for want of memory or over a limit. Then out is as
+ * before.
  */
-char *evaluate_text(const char *text, bool passive);
+bool evaluate_to(std::string &out, const char *request, bool passive);
 
 } // namespace vesk
 

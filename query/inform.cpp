@@ -84,36 +84,22 @@ struct inform_request {
     inform_request &operator=(const inform_request &) = delete;
 };
 
-void serve(vesk::connection &c)
+void serve(vesk::connection &c, char *text)
 {
-    std::string text = c.input().substr(header_size);
-    const inform_request request{text.data()};
-    c.send(std::string{dispatch()} + "\n", vesk::max_result);
+    const inform_request request{text};
+    c.output() += dispatch();
+    c.output() += '\n';
 }
 
 vesk::progress input(vesk::connection &c)
 {
-    const auto want_more = [&] {
-        return c.at_end() ? vesk::progress::close : vesk::progress::wait;
-    };
-    if (c.input().size() < version_size) return want_more();
+    if (c.input().size() < version_size) return vesk::progress::wait;
     if (vesk::number_at(c, 0) != known_version) {
         vesk_debug_eprintf("Inform version number unrecognized.\n");
         return vesk::progress::close;
     }
-    if (c.input().size() < header_size) return want_more();
-    const uint32_t length = vesk::number_at(c, version_size);
-    if (length == 0) return vesk::progress::close;
-    switch (vesk::look_at_body(c, header_size, length)) {
-    case vesk::body::incomplete:
-        return vesk::progress::wait;
-    case vesk::body::refused:
-        return vesk::progress::abort;
-    case vesk::body::complete:
-        break;
-    }
-    serve(c);
-    return vesk::progress::close;
+    if (c.input().size() < header_size) return vesk::progress::wait;
+    return vesk::serve_body(c, header_size, vesk::number_at(c, version_size), serve);
 }
 
 constexpr vesk::protocol inform_protocol = {

@@ -1,6 +1,8 @@
 #include "vesk/query.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <string_view>
 
 #include "base/never_destroyed.h"
 #include "core/log.h"
@@ -12,7 +14,7 @@
 namespace {
 
 constexpr unsigned short port = 8002;
-constexpr char delimiter = 0x13;
+constexpr std::string_view delimiter = "\x13";
 
 void opened(vesk::connection &c)
 {
@@ -30,29 +32,26 @@ void full()
     vesk_debug_perror("vesk_lsql_new_connection add_connection");
 }
 
-/** Takes the next complete request off the input. False when there is none yet. */
-bool take_request(vesk::connection &c, std::string &request)
+/** Drops what stands before a request: all of the input where none begins. */
+void skip_to_request(vesk::connection &c)
 {
-    std::string &input = c.input();
-    if (c.scanned == 0) input.erase(0, input.find('<')); // all of it where there is none
-    const size_t end = input.find(delimiter, c.scanned);
-    c.scanned = end == input.npos ? input.size() : 0;
-    if (end == input.npos) return false;
-    request.assign(input, 0, end);
-    input.erase(0, end + 1);
-    return true;
+    if (c.scanned == 0) c.consume(std::min(c.input().find('<'), c.input().size()));
 }
 
 vesk::progress input(vesk::connection &c)
 {
-    std::string request;
-    if (!take_request(c, request)) {
-        if (c.input().size() <= vesk::max_request) return vesk::progress::wait;
-        vesk::report_too_long(c.input().size());
-        return vesk::progress::abort;
+    skip_to_request(c);
+    const size_t end = c.input().find(delimiter, c.scanned);
+    if (end != std::string_view::npos) {
+        c.scanned = 0;
+        vesk::answer(c, c.text(0, end), delimiter);
+        c.consume(end + delimiter.size());
+        return vesk::progress::again;
     }
-    vesk::answer(c, request, std::string(1, delimiter));
-    return vesk::progress::again;
+    c.scanned = c.input().size();
+    if (c.scanned <= vesk::max_request) return vesk::progress::wait;
+    vesk::report_too_long(c.scanned);
+    return vesk::progress::abort;
 }
 
 constexpr vesk::protocol lsql_protocol = {

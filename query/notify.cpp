@@ -51,7 +51,7 @@ void opened(vesk::connection &c)
 
 vesk::progress input(vesk::connection &c)
 {
-    c.input().clear(); // a subscriber has nothing to say
+    c.consume(c.input().size()); // a subscriber has nothing to say
     if (!subscribe(c)) {
         vesk_debug_eprintf("Unable to add notify connection.\n");
         return vesk::progress::abort;

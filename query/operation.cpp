@@ -6,6 +6,8 @@
 
 #include "base/text.h"
 #include "base/xml.h"
+#include "core/log.h"
+#include "model/classes.h"
 
 namespace vesk {
 namespace {
@@ -31,6 +33,12 @@ void evaluation::error(size_t length, const char *format, ...)
     ++errors;
 }
 
+void evaluation::finish()
+{
+    out->finish();
+    if (copy) copy->reset(malloc_copy(out->text()));
+}
+
 void collect_where(evaluation &request)
 {
     if (request.where)
@@ -38,14 +46,40 @@ void collect_where(evaluation &request)
                            *request.refresh);
 }
 
+bool can_match(const evaluation &request)
+{
+    const vesk_class *cls = vesk_classes_get(request.class_name);
+    if (!request.target || !cls) return false;
+    if (!request.instance_name || cls->type == VESK_CLASS_UNIQUE_NAMED ||
+        cls->type == VESK_CLASS_GROUP_NAMED)
+        return true;
+    fail("Group iterators can only be used on named classes.\n");
+    return false;
+}
+
+void named_properties::restart(const vesk_class &cls)
+{
+    if (cls_ != &cls) entries_.clear();
+    cls_ = &cls;
+    at_ = 0;
+}
+
+const vesk_property *named_properties::next(const xmlNode &element)
+{
+    if (at_ < entries_.size() && element.name && entries_[at_].name == element.name)
+        return entries_[at_++].property;
+    entries_.resize(at_);
+    entries_.push_back({element.name, find_property(*cls_, name_of(&element))});
+    return entries_[at_++].property;
+}
+
 bool set_from_element(evaluation &request, vesk_instance &instance, const xmlNode &element,
-                      setting kind)
+                      const vesk_property *property, setting kind)
 {
     const char *name = name_of(&element);
     const char *class_name = instance.cls->name.c_str();
     const char *text = content_of(&element);
     const char *value = text ? text : "";
-    const vesk_property *property = find_property(*instance.cls, name);
     if (!property) {
         request.error(message_length, "Property \"%s\" is not valid for class \"%s\".", name,
                       class_name);
@@ -62,7 +96,7 @@ bool set_from_element(evaluation &request, vesk_instance &instance, const xmlNod
         vesk_changes_get_instance_before(request.changes, &instance) &&
         vesk_changes_add_property(request.changes, &instance, name) != 0)
         throw std::bad_alloc{};
-    if (!set_value(instance, name, value)) {
+    if (!set_found_value(instance, *property, name, value)) {
         request.error(message_length,
                       "Value \"%s\" is not valid for property \"%s\" of class \"%s\".", value, name,
                       class_name);

@@ -1,5 +1,6 @@
 #include "query/result.h"
 
+#include <charconv>
 #include <new>
 
 #include "base/xml.h"
@@ -8,6 +9,32 @@
 #include "query/limits.h"
 
 namespace vesk {
+namespace {
+
+constexpr std::string_view declaration = "<?xml version=\"1.0\"?>\n";
+constexpr std::string_view root_opening = "<lsql_result>";
+constexpr std::string_view root_closing = "</lsql_result>\n";
+constexpr std::string_view root_empty = "<lsql_result/>\n";
+
+} // namespace
+
+result_element::result_element(std::string_view its_name)
+    : name{its_name}, opening{"<" + name + ">"}, closing{"</" + name + ">"}, empty{"<" + name +
+                                                                                   "/>"}
+{
+}
+
+result::result(std::string &out) : out_{out}, start_{out.size()}
+{
+    out_ += declaration;
+    out_ += root_opening;
+    body_ = out_.size();
+}
+
+void result::restart()
+{
+    out_.resize(body_);
+}
 
 void result::error(std::string_view message)
 {
@@ -16,8 +43,12 @@ void result::error(std::string_view message)
 
 void result::counts(unsigned errors, unsigned touched)
 {
-    element("rc", std::to_string(errors));
-    element("counter", std::to_string(touched));
+    char digits[16];
+    const auto text = [&](unsigned number) {
+        return std::string_view{digits, std::to_chars(digits, std::end(digits), number).ptr};
+    };
+    element("rc", text(errors));
+    element("counter", text(touched));
 }
 
 void result::begin_dataset()
@@ -30,60 +61,69 @@ void result::end_dataset()
     close("dataset");
 }
 
-void result::begin_instance(std::string_view class_name, const char *name)
+void result::begin_instance(const result_element &class_element, const char *name)
 {
-    body_ += '<';
-    body_ += class_name;
     if (name) {
-        body_ += " name=\"";
-        if (append_attribute(body_, name)) report_unwritable(std::string{class_name}, "name");
-        body_ += '"';
+        out_ += '<';
+        out_ += class_element.name;
+        out_ += " name=\"";
+        if (append_attribute(out_, name)) report_unwritable(class_element.name, "name");
+        out_ += "\">";
+    } else {
+        out_ += class_element.opening;
     }
-    body_ += '>';
-    opened_ = body_.size();
+    opened_ = out_.size();
 }
 
-void result::end_instance(std::string_view class_name)
+void result::end_instance(const result_element &class_element)
 {
-    close(class_name);
+    close(class_element.name);
     check_size();
 }
 
-void result::property(std::string_view class_name, const char *name, const char *value)
+void result::property(std::string_view class_name, const result_element &element, const char *value)
 {
-    open(name);
-    if (value && append_text(body_, value)) report_unwritable(std::string{class_name}, name);
-    close(name);
+    opened_ = 0; // whatever encloses it is not empty
+    if (!value || !*value) {
+        out_ += element.empty;
+    } else {
+        out_ += element.opening;
+        if (append_text(out_, value))
+            report_unwritable(std::string{class_name}, element.name.c_str());
+        out_ += element.closing;
+    }
     check_size();
 }
 
-std::string result::text() const
+void result::finish()
 {
-    constexpr std::string_view declaration = "<?xml version=\"1.0\"?>\n";
-    std::string document{declaration};
-    if (body_.empty()) return document + "<lsql_result/>\n";
-    document.reserve(declaration.size() + body_.size() + 32);
-    return document.append("<lsql_result>").append(body_).append("</lsql_result>\n");
+    if (out_.size() > body_) {
+        out_ += root_closing;
+    } else {
+        out_.resize(body_ - root_opening.size());
+        out_ += root_empty;
+    }
+    out_.reserve(out_.size() + 1);
 }
 
 void result::open(std::string_view name)
 {
-    body_ += '<';
-    body_ += name;
-    body_ += '>';
-    opened_ = body_.size();
+    out_ += '<';
+    out_ += name;
+    out_ += '>';
+    opened_ = out_.size();
 }
 
 /** An element that stayed empty is written as one tag. */
 void result::close(std::string_view name)
 {
-    if (opened_ == body_.size() && body_.ends_with('>')) {
-        body_.back() = '/';
-        body_ += '>';
+    if (opened_ == out_.size()) {
+        out_.back() = '/';
+        out_ += '>';
     } else {
-        body_ += "</";
-        body_ += name;
-        body_ += '>';
+        out_ += "</";
+        out_ += name;
+        out_ += '>';
     }
     opened_ = 0; // whatever encloses it is not empty
 }
@@ -91,14 +131,14 @@ void result::close(std::string_view name)
 void result::element(std::string_view name, std::string_view content)
 {
     open(name);
-    append_text(body_, content);
+    append_text(out_, content);
     close(name);
     check_size();
 }
 
 void result::check_size() const
 {
-    if (body_.size() <= max_result) return;
+    if (out_.size() - start_ <= max_result) return;
     vesk_debug_eprintf("LSQL result is longer than %zu bytes.\n", max_result);
     throw std::bad_alloc{}; // to the client the same: no answer
 }

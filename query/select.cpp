@@ -32,34 +32,76 @@ void collect(evaluation &request)
     collect_where(request);
 }
 
-/** What a client gets to see: nothing of a property that it may not read. */
-const char *visible_value(const evaluation &request, const vesk_instance &instance,
-                          const char *name)
-{
-    const vesk_property *property = find_property(*instance.cls, name);
-    if (property && !property->readable && !request.passive) return nullptr;
-    return instance.values.get(name);
-}
+/** One property of the instances of a class, as it is to be written. */
+struct column {
+    result_element element;
+    unsigned slot; // no_slot: there is nothing to see
+};
 
-void write_property(evaluation &request, const vesk_instance &instance, const char *name)
-{
-    request.out->property(instance.cls->name, name, visible_value(request, instance, name));
-}
+/** Writes instances; what it takes from the class is made anew only when that changes. */
+class row_writer {
+  public:
+    explicit row_writer(evaluation &request)
+        : request_{request}, all_{wants_all(request)}, class_element_{request.class_name}
+    {
+    }
+
+    /** Whether the request says properly which properties it wants. */
+    bool is_proper() const { return !request_.properties || all_; }
+
+    void write(const vesk_instance &instance)
+    {
+        if (instance.cls != cls_ && is_proper()) make_columns(*instance.cls);
+        ++request_.touched;
+        request_.out->begin_instance(class_element_, instance.name);
+        for (const column &c : columns_)
+            request_.out->property(instance.cls->name, c.element, instance.value(c.slot));
+        request_.out->end_instance(class_element_);
+    }
+
+  private:
+    void make_columns(const vesk_class &cls)
+    {
+        cls_ = &cls;
+        columns_.clear();
+        if (all_) {
+            for_each_property(
+                cls, [&](const vesk_property &property) { add_column(property.name.c_str()); });
+            return;
+        }
+        for (const xmlNode *p = request_.first_property; p; p = p->next)
+            if (p->name) add_column(name_of(p));
+    }
+
+    /** A client gets to see nothing of a property that it may not read. */
+    void add_column(const char *name)
+    {
+        const vesk_property *property = find_property(*cls_, name);
+        const bool is_visible = property && (property->readable || request_.passive);
+        columns_.push_back(
+            {result_element{name}, is_visible ? slot_of(*cls_, *property) : no_slot});
+    }
+
+    evaluation &request_;
+    bool all_;
+    result_element class_element_;
+    const vesk_class *cls_ = nullptr;
+    std::vector<column> columns_;
+};
 
 /** False when the request does not say properly which properties it wants. */
-bool write_instance(evaluation &request, const vesk_instance &instance)
+bool write_matches(evaluation &request)
 {
-    ++request.touched;
-    request.out->begin_instance(request.class_name, instance.name.get());
-    const bool known = !request.properties || wants_all(request);
-    if (wants_all(request))
-        for_each_property(*instance.cls, [&](const vesk_property &property) {
-            write_property(request, instance, property.name.c_str());
-        });
-    else if (known)
-        for (const xmlNode *p = request.first_property; p; p = p->next)
-            if (p->name) write_property(request, instance, name_of(p));
-    request.out->end_instance(request.class_name);
+    if (!can_match(request)) return true;
+    row_writer writer{request};
+    where_expression where{request.where};
+    bool known = true;
+    look_at(*request.target, *vesk_classes_get(request.class_name), request.instance_name,
+            [&](const vesk_instance &instance) {
+                if (!where.accepts(instance)) return true;
+                writer.write(instance);
+                return known = writer.is_proper();
+            });
     return known;
 }
 
@@ -73,10 +115,7 @@ bool evaluate_select(evaluation &request)
     if (exists && request.is_collecting())
         collect(request);
     else if (exists)
-        for_each_match(request, [&](const vesk_instance &instance) {
-            known = write_instance(request, instance);
-            return known;
-        });
+        known = write_matches(request);
     request.out->end_dataset();
     if (!known)
         request.error(short_message_length, "Invalid properties=\"%s\".", request.properties);

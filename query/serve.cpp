@@ -1,21 +1,20 @@
 #include "query/serve.h"
 
+#include <algorithm>
 #include <cstring>
 
-#include "base/text.h"
 #include "core/log.h"
 #include "query/evaluate.h"
 #include "query/limits.h"
 
 namespace vesk {
 
-void answer(connection &c, const std::string &request, std::string_view ending)
+// The one place where clients meet the evaluator. Nobody else touches this input and output
+// meanwhile: what a plug-in sends during an evaluation goes to connections of another service.
+void answer(connection &c, const char *request, std::string_view ending)
 {
-    const c_string text{evaluate_text(request.c_str(), false)};
-    if (!text) return;
-    std::string whole = text.get();
-    whole += ending;
-    c.send(whole, whole.size());
+    // The evaluator leaves room for the ending: an answer to what was done must not be lost.
+    if (evaluate_to(c.output(), request, false)) c.output() += ending;
 }
 
 void report_too_long(size_t length)
@@ -23,24 +22,25 @@ void report_too_long(size_t length)
     vesk_debug_eprintf("Request of %zu bytes is too long: closing its connection.\n", length);
 }
 
-uint32_t number_at(connection &c, size_t offset)
+uint32_t number_at(const connection &c, size_t offset)
 {
     uint32_t number;
     std::memcpy(&number, c.input().data() + offset, sizeof number);
     return number;
 }
 
-body look_at_body(connection &c, size_t header, uint32_t length)
+progress serve_body(connection &c, size_t header, uint32_t length, request_function serve)
 {
+    if (length == 0) return progress::close;
     if (length > max_request) {
         report_too_long(length);
-        return body::refused;
+        return progress::abort;
     }
-    if (c.input().size() - header >= length) {
-        c.input().resize(header + length);
-        return body::complete;
-    }
-    return c.at_end() ? body::complete : body::incomplete;
+    const size_t there = std::min<size_t>(length, c.input().size() - header);
+    if (there < length && !c.at_end()) return progress::wait;
+    serve(c, c.text(header, there));
+    c.consume(header + there);
+    return progress::close;
 }
 
 } // namespace vesk

@@ -11,22 +11,15 @@ namespace {
 constexpr unsigned abstract_name = 1;
 constexpr size_t header_size = 4; // the length
 
+void serve(vesk::connection &c, char *request)
+{
+    vesk::answer(c, request, "");
+}
+
 vesk::progress input(vesk::connection &c)
 {
-    if (c.input().size() < header_size)
-        return c.at_end() ? vesk::progress::close : vesk::progress::wait;
-    const uint32_t length = vesk::number_at(c, 0);
-    if (length == 0) return vesk::progress::close;
-    switch (vesk::look_at_body(c, header_size, length)) {
-    case vesk::body::incomplete:
-        return vesk::progress::wait;
-    case vesk::body::refused:
-        return vesk::progress::abort;
-    case vesk::body::complete:
-        break;
-    }
-    vesk::answer(c, c.input().substr(header_size), "");
-    return vesk::progress::close;
+    if (c.input().size() < header_size) return vesk::progress::wait;
+    return vesk::serve_body(c, header_size, vesk::number_at(c, 0), serve);
 }
 
 constexpr vesk::protocol socket_api_protocol = {

@@ -15,7 +15,11 @@ VESK_BEGIN_DECLS
  * listener and those of its instances, until it is deleted. A change set that is made while another
  * one follows the same collection puts the other's listeners back when it is deleted.
  *
- * Questions about an instance that is not recorded are answered 0 or null.
+ * An instance is followed as long as it is in the collection.
+ *
+ * Questions about an instance that is not recorded are answered 0 or null. Copies of what was
+ * before are made when they are needed: a function that hands one out returns null without memory
+ * too.
  */
 
 /** New change set that follows after. Null for null or no memory. */

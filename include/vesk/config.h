@@ -35,8 +35,11 @@ VESK_API int vesk_config_copy_startup_to_running(void);
 /** The running configuration (borrowed); null before it was loaded. */
 VESK_API vesk_instances *vesk_config_get_running(void);
 
-/** Makes instances the running configuration, owned by the store, and frees the old one. Returns
- * it. */
+/**
+ * Makes instances the running configuration, owned by the store, and frees the old one, to whose
+ * instances nobody may hold on. Returns the running configuration: instances, or the old one when
+ * memory is exhausted (instances are freed then).
+ */
 VESK_API vesk_instances *vesk_config_replace_running(vesk_instances *instances);
 
 /** Saves running as the startup file and notifies subscribers. Always 0; a failure is logged. */

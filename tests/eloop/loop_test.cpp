@@ -2,13 +2,14 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdarg>
 #include <ctime>
 #include <deque>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <functional>
 #include <string>
-#include <sys/select.h>
+#include <sys/syscall.h>
 #include <sys/times.h>
 #include <unistd.h>
 #include <utility>
@@ -26,15 +27,20 @@ int raised_before_wait = 0; // the signal that arrives at the last moment
 
 } // namespace
 
-/** Stands before the library's. */
-extern "C" __attribute__((visibility("default"))) int pselect(int count, fd_set *readable,
-                                                              fd_set *writable, fd_set *exceptional,
-                                                              const timespec *time,
-                                                              const sigset_t *mask)
+/** Stands before the library's. A system call takes up to six arguments. */
+extern "C" __attribute__((visibility("default"))) long syscall(long number, ...) noexcept
 {
-    if (raised_before_wait) std::raise(std::exchange(raised_before_wait, 0));
-    return reinterpret_cast<decltype(&pselect)>(dlsym(RTLD_NEXT, "pselect"))(
-        count, readable, writable, exceptional, time, mask);
+    va_list list;
+    va_start(list, number);
+    long arguments[6];
+    for (long &argument : arguments)
+        argument = va_arg(list, long);
+    va_end(list);
+    if (number == SYS_pselect6 && raised_before_wait)
+        std::raise(std::exchange(raised_before_wait, 0));
+    const auto &[a, b, c, d, e, f] = arguments;
+    return reinterpret_cast<decltype(&syscall)>(dlsym(RTLD_NEXT, "syscall"))(number, a, b, c, d, e,
+                                                                             f);
 }
 
 namespace {
@@ -201,6 +207,8 @@ using EloopTerminate = loop_test;
 using EloopDestroy = loop_test;
 using RegisterWriteSock = loop_test;
 using UnregisterWriteSock = loop_test;
+using UnregisterOwnReadSock = loop_test;
+using SkipReadSock = loop_test;
 
 TEST_F(EloopInit, StoresTheUserData)
 {
@@ -375,6 +383,17 @@ TEST_F(EloopUnregisterReadSock, CountsInTheSamePassWhenATimeoutCallsIt)
     after(0, "t", [&] { eloop_unregister_read_sock(fd); });
     eloop_run();
     EXPECT_EQ(ran, "tb");
+}
+
+TEST_F(EloopUnregisterReadSock, LetsTheSocketBeClosed)
+{
+    pipe_ends ends = make_pipe();
+    when_read(ends.read.get(), "a");
+    EXPECT_EQ(eloop_unregister_read_sock(ends.read.get()), 0);
+    ends.read.reset();
+    after(0, "t");
+    eloop_run();
+    EXPECT_EQ(ran, "t");
 }
 
 TEST_F(EloopUnregisterReadSock, LetsTheRunEndWithTheLastSocket)
@@ -734,6 +753,38 @@ TEST_F(EloopRun, DoesNotSleepThroughASignalAtTheLastMoment)
     EXPECT_EQ(ran, "s");
 }
 
+TEST_F(EloopRun, DoesNotSleepThroughASignalAtTheLastMomentWithoutAnyTimeout)
+{
+    const pipe_ends silent = make_pipe();
+    when_read(silent.read.get(), "r");
+    upon(SIGUSR2, "s", terminate);
+    raised_before_wait = SIGUSR2;
+    eloop_run();
+    EXPECT_EQ(ran, "s");
+}
+
+TEST_F(EloopRun, DoesNotSleepThroughSignalsAtAnyMoment)
+{
+    constexpr int enough = 5000;
+    sigevent event{};
+    event.sigev_notify = SIGEV_SIGNAL;
+    event.sigev_signo = SIGUSR2;
+    timer_t timer;
+    ASSERT_EQ(timer_create(CLOCK_MONOTONIC, &event, &timer), 0);
+    int calls = 0;
+    upon(SIGUSR2, "", [&] {
+        itimerspec soon{};
+        soon.it_value.tv_nsec = 1 + calls % 500 * 50; // up to 25 us
+        timer_settime(timer, 0, &soon, nullptr);
+        if (++calls == enough) terminate();
+    });
+    limit();
+    std::raise(SIGUSR2);
+    eloop_run();
+    timer_delete(timer);
+    EXPECT_EQ(calls, enough);
+}
+
 TEST_F(EloopRun, DoesNotSleepThroughASignalThatATimeoutRaised)
 {
     upon(SIGUSR2, "s", terminate);
@@ -908,6 +959,21 @@ TEST_F(UnregisterWriteSock, KeepsTheHandlerFromBeingCalledInThatPass)
     EXPECT_EQ(ran, "w");
 }
 
+TEST_F(UnregisterWriteSock, LetsTheOthersHaveTheirTurnInThatPass)
+{
+    pipe_ends first = make_pipe(), second = make_pipe(), third = make_pipe(), fourth = make_pipe();
+    in_each_pass("|");
+    when_written(first.write.get(), "a");
+    when_written(second.write.get(), "b", [&] {
+        for (const pipe_ends *ends : {&first, &second, &third})
+            vesk::unregister_write_sock(ends->write.get());
+    });
+    when_written(third.write.get(), "c");
+    when_written(fourth.write.get(), "d", terminate);
+    eloop_run();
+    EXPECT_EQ(ran, "|abd");
+}
+
 TEST_F(UnregisterWriteSock, EndsAConnectionWithBothInterests)
 {
     const pipe_ends ends = make_pipe();
@@ -920,6 +986,84 @@ TEST_F(UnregisterWriteSock, EndsAConnectionWithBothInterests)
     when_read(fd, "x", end_both);
     eloop_run();
     EXPECT_EQ(ran, "x");
+}
+
+TEST_F(UnregisterOwnReadSock, RefusesASocketThatIsNotRegistered)
+{
+    const int fd = when_read(readable(), "a");
+    EXPECT_EQ(vesk::unregister_own_read_sock(fd), 0);
+    EXPECT_EQ(vesk::unregister_own_read_sock(fd), -1);
+    eloop_run();
+    EXPECT_EQ(ran, "");
+}
+
+TEST_F(UnregisterOwnReadSock, LetsTheOthersHaveTheirTurnInThatPass)
+{
+    in_each_pass("|");
+    const int first = when_read(readable(), "a");
+    const int own = readable();
+    const int later = readable();
+    when_read(own, "b", [&] {
+        for (const int fd : {first, own, later})
+            EXPECT_EQ(vesk::unregister_own_read_sock(fd), 0);
+    });
+    when_read(later, "c");
+    when_read(readable(), "d", terminate);
+    eloop_run();
+    EXPECT_EQ(ran, "|abd");
+}
+
+TEST_F(UnregisterOwnReadSock, KeepsASecondRegistration)
+{
+    in_each_pass("|");
+    const int fd = readable();
+    when_read(fd, "a", [&] { vesk::unregister_own_read_sock(fd); });
+    when_read(fd, "b", [&] {
+        if (ran == "|ab|b") terminate();
+    });
+    eloop_run();
+    EXPECT_EQ(ran, "|ab|b");
+}
+
+TEST_F(UnregisterOwnReadSock, KeepsAReadyNumberThatComesBackFromBeingCalled)
+{
+    in_each_pass("|");
+    const pipe_ends silent = make_pipe();
+    const int fd = readable();
+    when_read(readable(), "a", [&] {
+        if (ran != "|a") return;
+        EXPECT_EQ(vesk::unregister_own_read_sock(fd), 0);
+        EXPECT_EQ(dup2(silent.read.get(), fd), fd);
+        when_read(fd, "wrong");
+    });
+    when_read(fd, "b");
+    when_read(readable(), "c", [&] {
+        if (ran == "|ac|ac") terminate();
+    });
+    eloop_run();
+    EXPECT_EQ(ran, "|ac|ac");
+}
+
+TEST_F(SkipReadSock, LeavesASocketOutUntilTheNextPass)
+{
+    const int fd = when_read(readable(), "a");
+    when_read(readable(), "b", [&] {
+        if (ran == "tbuab") terminate();
+    });
+    after(0, "t", [&] { vesk::skip_read_sock(fd); });
+    after(0, "u");
+    eloop_run();
+    EXPECT_EQ(ran, "tbuab");
+}
+
+TEST_F(SkipReadSock, TakesAnyNumber)
+{
+    vesk::skip_read_sock(-1);
+    vesk::skip_read_sock(1024);
+    vesk::skip_read_sock(0);
+    after(0, "t");
+    eloop_run();
+    EXPECT_EQ(ran, "t");
 }
 
 } // namespace

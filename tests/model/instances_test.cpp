@@ -756,7 +756,7 @@ TEST_F(InstancesStore, AddsAndRemovesWithoutTellingTheListener)
 {
     for (const storage &kind : storages) {
         take(put(kind.class_name, kind.name, "first"));
-        auto *store = collection()->classes.get(kind.class_name);
+        auto *store = collection()->classes.get(kind.class_name)->store.get();
         std::string heard;
         vesk_instances_set_listener(collection(), note, &heard);
         const auto instance = make_one(kind.class_name, kind.name, "second");
@@ -773,7 +773,9 @@ TEST_F(InstancesStore, AddsAndRemovesWithoutTellingTheListener)
 TEST_F(InstancesStore, RefusesAsTheCollectionDoes)
 {
     fill();
-    const auto store = [&](const char *name) { return collection()->classes.get(name); };
+    const auto store = [&](const char *name) {
+        return collection()->classes.get(name)->store.get();
+    };
     const auto ann = make_one("user", "ann"), unnamed = make_one("route", nullptr, "x");
     EXPECT_EQ(vesk_instances_singleton_add(store("system"), unnamed.get()), 1);
     EXPECT_EQ(logged(), "vesk: Singleton class may not have multiple instances.\n");
@@ -793,10 +795,11 @@ TEST_F(InstancesStore, EmptiesAListOrGroupsWithoutFreeingTheInstances)
     for (const storage &kind : {storages[1], storages[3]}) {
         const instance_ptr first{put(kind.class_name, kind.name, "first")};
         const instance_ptr second{put(kind.class_name, kind.name, "second")};
-        kind.remove_all(collection()->classes.get(kind.class_name));
+        kind.remove_all(collection()->classes.get(kind.class_name)->store.get());
         EXPECT_EQ(order(), "");
         EXPECT_STREQ(vesk_instance_get_value(second.get(), "id"), "second");
-        EXPECT_EQ(kind.add(collection()->classes.get(kind.class_name), first.get()), 0);
+        EXPECT_EQ(kind.add(collection()->classes.get(kind.class_name)->store.get(), first.get()),
+                  0);
         EXPECT_EQ(order(), "first");
         take(first.get()).release();
     }
@@ -806,7 +809,7 @@ TEST_F(InstancesStore, FreesAllInstancesOfTheStore)
 {
     for (const storage &kind : storages) {
         auto *instance = put(kind.class_name, kind.name, "first");
-        kind.delete_all(collection()->classes.get(kind.class_name));
+        kind.delete_all(collection()->classes.get(kind.class_name)->store.get());
         EXPECT_TRUE(may_be_freed(instance)) << kind.class_name;
         EXPECT_EQ(order(), "") << kind.class_name;
         put(kind.class_name, kind.name, "second");
@@ -823,8 +826,8 @@ TEST_F(InstancesStore, AppendsCopiesToAnotherStore)
         full_instances_ptr other{vesk_instances_new()};
         auto *only = make_one(kind.class_name, kind.name ? "zoe" : nullptr, "zoe").release();
         EXPECT_EQ(vesk_instances_add(other.get(), only), 0);
-        EXPECT_EQ(kind.copy(collection()->classes.get(kind.class_name),
-                            other->classes.get(kind.class_name)),
+        EXPECT_EQ(kind.copy(collection()->classes.get(kind.class_name)->store.get(),
+                            other->classes.get(kind.class_name)->store.get()),
                   0);
         EXPECT_EQ(order_of(other.get()), "zoe " + rest_of(walk_class(kind.class_name).get()));
     }
@@ -836,7 +839,7 @@ TEST_F(InstancesStore, MovesIteratorsOnBeforeItIsEmptied)
     fill();
     for (const storage &kind : storages) {
         SCOPED_TRACE(kind.class_name);
-        auto *store = collection()->classes.get(kind.class_name);
+        auto *store = collection()->classes.get(kind.class_name)->store.get();
         const auto iterator = walk_class(kind.class_name);
         EXPECT_ANSWER((kind.remove_all(store), step(iterator) == "end"), 1);
     }
@@ -847,7 +850,7 @@ TEST_F(InstancesStore, MovesIteratorsOnBeforeItsInstancesAreFreed)
     fill();
     for (const storage &kind : storages) {
         SCOPED_TRACE(kind.class_name);
-        auto *store = collection()->classes.get(kind.class_name);
+        auto *store = collection()->classes.get(kind.class_name)->store.get();
         const auto iterator = walk_class(kind.class_name);
         EXPECT_ANSWER((kind.delete_all(store), step(iterator) == "end"), 1);
     }
@@ -858,7 +861,7 @@ TEST_F(InstancesStore, SurvivesNulls)
     fill();
     for (const storage &kind : storages) {
         SCOPED_TRACE(kind.class_name);
-        auto *store = collection()->classes.get(kind.class_name);
+        auto *store = collection()->classes.get(kind.class_name)->store.get();
         EXPECT_ANSWER(kind.add(nullptr, nullptr), 1);
         EXPECT_ANSWER(kind.add(store, nullptr), 1);
         EXPECT_ANSWER(kind.remove(nullptr, nullptr), 1);
@@ -875,7 +878,7 @@ TEST_F(InstancesStore, SurvivesNulls)
 TEST_F(InstancesStore, DoesNotRemoveASingletonThatIsNotThere)
 {
     take(put("system", nullptr, "sys"));
-    EXPECT_EQ(vesk_instances_singleton_remove(collection()->classes.get("system"),
+    EXPECT_EQ(vesk_instances_singleton_remove(collection()->classes.get("system")->store.get(),
                                               make_one("system", nullptr, "other").get()),
               1);
 }

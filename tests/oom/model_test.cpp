@@ -495,7 +495,7 @@ TEST_F(OomModel, StorageAdd)
                 store_and_instance s;
                 s.instance = make(w.cls, w.name);
                 vesk_instances_add(s.all.get(), make(w.cls, w.name ? "first" : nullptr).release());
-                s.store = s.all->class_order.first;
+                s.store = s.all->class_order.first->store.get();
                 return s;
             },
             [&, f = add](store_and_instance &s) {
@@ -521,7 +521,7 @@ TEST_F(OomModel, StorageCopy)
     const auto from = configuration();
     for (const auto &[cls, copy, stops] : all) {
         SCOPED_TRACE(cls);
-        const vesk_instances_class *source = from->classes.get(cls);
+        const vesk_instances_class *source = from->classes.get(cls)->store.get();
         const std::string whole = instances_of(*source);
         struct target {
             full_instances_ptr all{vesk_instances_new()};
@@ -535,7 +535,7 @@ TEST_F(OomModel, StorageCopy)
                     make(c, source->cls->type < VESK_CLASS_UNIQUE_NAMED ? nullptr : "visitor");
                 vesk_instances_add(to.all.get(), visitor.get());
                 vesk_instances_remove(to.all.get(), visitor.get());
-                to.store = to.all->classes.get(c);
+                to.store = to.all->classes.get(c)->store.get();
                 return to;
             },
             [&, f = copy](target &to) { return f(source, to.store); },

@@ -30,8 +30,8 @@ std::string shown(const followed &f)
 {
     vesk_changes *changes = f.changes.get();
     if (!changes) return "null";
-    std::string text = "changed:\n" + instances_of(*changes->changed) + "deleted:\n" +
-                       instances_of(*changes->deleted) + "before:\n" +
+    std::string text = "changed:\n" + instances_of(changes->changed_instances()) + "deleted:\n" +
+                       instances_of(changes->deleted) + "before:\n" +
                        instances_of(*vesk_changes_get_before(changes)) + "after:\n";
     for_each_instance(*f.all, [&](vesk_instance &instance) {
         text += text_of(instance);
@@ -48,7 +48,7 @@ std::string shown(const followed &f)
 
 bool is_unhooked(const vesk_instances &all)
 {
-    bool none = !all.hook.listener;
+    bool none = !all.hook.listener && !all.watches.first && !all.copies.first;
     for_each_instance(all, [&](const vesk_instance &i) { none = none && !i.hook.listener; });
     return none;
 }

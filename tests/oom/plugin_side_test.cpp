@@ -120,8 +120,8 @@ TEST_F(OomPluginSide, CommitterTellsOfEveryChange)
             vesk_instance_set_value(radio, "channel", "11");
             vesk_instances_add(f.all.get(), make("acl", "others").release());
             vesk_instance *gone = nullptr;
-            for_each_instance(*f.all->classes.get("acl"), [&](vesk_instance &i) {
-                if (std::strcmp(i.name.get(), "staff") == 0) gone = &i;
+            for_each_instance(*f.all->classes.get("acl")->store, [&](vesk_instance &i) {
+                if (std::strcmp(i.name, "staff") == 0) gone = &i;
             });
             vesk_instances_remove(f.all.get(), gone);
             vesk_instance_delete(gone);

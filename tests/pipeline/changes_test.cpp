@@ -182,7 +182,7 @@ TEST_F(ChangesNew, RecordsAPropertySetTwiceOnce)
     set(vlan1, "id", "5");
     set(vlan1, "id", "6");
     EXPECT_EQ(changed(changes, "vlan"), "v1");
-    EXPECT_EQ(changes->records.get(vlan1)->properties->size(), 1u);
+    EXPECT_EQ(changes->records.get(vlan1)->slots.size(), 1u);
 }
 
 TEST_F(ChangesNew, RecordsNoValueThatIsRefused)
@@ -257,14 +257,15 @@ TEST_F(ChangesInstanceInserted, RecordsAnAddedInstanceWithItsValues)
     EXPECT_EQ(vesk_changes_get_instance_before(changes.get(), instance), nullptr);
 }
 
-TEST_F(ChangesInstanceInserted, RecordsThePropertiesInTheOrderOfTheClass)
+TEST_F(ChangesInstanceInserted, RecordsThePropertiesOfTheSuperclassAndOfTheClass)
 {
     changes = follow();
     vesk_instance *instance =
         add("wired", "eth1", {{"speed", "10"}, {"type", "wired"}, {"status", "up"}});
     std::string names;
-    for (auto [name, mark] : *changes->records.get(instance)->properties)
-        names += std::string{name} + " ";
+    vesk::for_each_property(*instance->cls, [&](const vesk_property &property) {
+        if (contains(changes, instance, property.name.c_str())) names += property.name + " ";
+    });
     EXPECT_EQ(names, "status type speed ");
 }
 

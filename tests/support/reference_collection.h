@@ -20,7 +20,7 @@ class reference_collection {
     bool add(vesk_instance *instance)
     {
         store &there = store_of(instance->cls); // stays, even when the instance is refused
-        const std::string name = instance->name ? instance->name.get() : "";
+        const std::string name = instance->name ? instance->name : "";
         switch (instance->cls->type) {
         case VESK_CLASS_SINGLETON:
             if (!there.groups.empty()) return false;
@@ -83,7 +83,7 @@ class reference_collection {
     list of_name(const vesk_class *cls, const std::string &name) const
     {
         list instances = of_class(cls);
-        std::erase_if(instances, [&](const vesk_instance *i) { return name != i->name.get(); });
+        std::erase_if(instances, [&](const vesk_instance *i) { return name != i->name; });
         return instances;
     }
 
