@@ -1,5 +1,6 @@
 #include "base/xml_stream.h"
 
+#include <climits>
 #include <cstring>
 #include <exception>
 #include <memory>
@@ -21,13 +22,14 @@ namespace {
 
 /** One reading of a document. */
 struct reading {
-    xml_source_text &source;
+    xml_source_text *source;
     xml_receiver &receiver;
-    xml_tag_limits limits;
-    std::exception_ptr thrown;
-    bool has_dtd = false;
-    std::string name;      // of an element, where it is not one of the parser's own strings
-    std::string attribute; // its value
+    xml_tag_limits limits{};
+    std::exception_ptr thrown{};
+    bool is_first_piece = true;
+    bool needs_a_tree = false;
+    std::string name{};      // of an element, where it is not one of the parser's own strings
+    std::string attribute{}; // its value
     size_t text_length = 0;
 };
 
@@ -83,6 +85,9 @@ void take_value(std::string &out, const char *begin, const char *end)
     }
 }
 
+/** What a text in two or four bytes a character has among its first bytes. */
+constexpr std::string_view not_plain{"\0\xFE\xFF", 3};
+
 constexpr int fields = 5; // of an attribute: name, prefix, URI, value, end of the value
 
 const char *find_name_attribute(reading &r, int count, const xmlChar **attributes)
@@ -95,10 +100,13 @@ const char *find_name_attribute(reading &r, int count, const xmlChar **attribute
     return nullptr;
 }
 
-void on_start(void *context, const xmlChar *name, const xmlChar *prefix, const xmlChar *uri, int,
-              const xmlChar **, int attribute_count, int, const xmlChar **attributes)
+void on_start(void *context, const xmlChar *name, const xmlChar *prefix, const xmlChar *uri,
+              int namespace_count, const xmlChar **, int attribute_count, int,
+              const xmlChar **attributes)
 {
     receive(context, [&](reading &r) {
+        if (static_cast<unsigned>(namespace_count + attribute_count) > max_attributes)
+            return stop(context);
         r.text_length = 0;
         const char *full = chars(name);
         if (is_undeclared(prefix, uri)) {
@@ -151,15 +159,22 @@ void on_instruction(void *context, const xmlChar *, const xmlChar *)
 
 void on_dtd(void *context, const xmlChar *, const xmlChar *, const xmlChar *)
 {
-    reading_of(context).has_dtd = true;
+    reading_of(context).needs_a_tree = true;
     stop(context);
 }
 
 int read_source(void *data, char *buffer, int size)
 {
     auto &r = *static_cast<reading *>(data);
-    const int length = r.source.read(buffer, size);
-    if (length > 0) r.limits.look_at({buffer, static_cast<size_t>(length)});
+    const int length = r.source->read(buffer, size);
+    if (length <= 0) return length;
+    const std::string_view piece{buffer, static_cast<size_t>(length)};
+    if (r.is_first_piece && piece.substr(0, 4).find_first_of(not_plain) != piece.npos) {
+        r.needs_a_tree = true;
+        return -1;
+    }
+    r.is_first_piece = false;
+    r.limits.look_at(piece);
     return r.limits.has_few_attributes() ? length : -1;
 }
 
@@ -183,21 +198,21 @@ struct free_context {
     void operator()(xmlParserCtxt *context) const { xmlFreeParserCtxt(context); }
 };
 
-/** A text at hand, piece by piece. */
-class text_source final : public xml_source_text {
-  public:
-    explicit text_source(std::string_view text) : rest_{text} {}
-
-    int read(char *buffer, int size) override
-    {
-        const size_t length = rest_.copy(buffer, static_cast<size_t>(size));
-        rest_.remove_prefix(length);
-        return static_cast<int>(length);
-    }
-
-  private:
-    std::string_view rest_;
-};
+/** Reads a document as read(context) does it. */
+template <typename Read> stream_end stream(reading &r, Read &&read)
+{
+    const xml_memory_watch watch;
+    const xml_silence quiet;
+    const std::unique_ptr<xmlParserCtxt, free_context> context{xmlNewParserCtxt()};
+    if (!context) throw std::bad_alloc{};
+    *context->sax = handlers();
+    context->_private = &r;
+    const xml_doc document{read(context.get())};
+    if (r.thrown) std::rethrow_exception(r.thrown);
+    watch.check();
+    if (r.needs_a_tree) return stream_end::needs_a_tree;
+    return document && r.limits.has_few_attributes() ? stream_end::complete : stream_end::malformed;
+}
 
 void stream_children(const xmlNode &element, xml_receiver &receiver)
 {
@@ -220,25 +235,21 @@ void stream_children(const xmlNode &element, xml_receiver &receiver)
 
 stream_end stream_xml(xml_source_text &source, xml_receiver &receiver)
 {
-    reading r{source, receiver, {}, nullptr, false, {}, {}, 0};
-    const xml_memory_watch watch;
-    const xml_silence quiet;
-    const std::unique_ptr<xmlParserCtxt, free_context> context{xmlNewParserCtxt()};
-    if (!context) throw std::bad_alloc{};
-    *context->sax = handlers();
-    context->_private = &r;
-    const xml_doc document{xmlCtxtReadIO(context.get(), read_source, nullptr, &r, nullptr, nullptr,
-                                         xml_parse_options)};
-    if (r.thrown) std::rethrow_exception(r.thrown);
-    watch.check();
-    if (r.has_dtd) return stream_end::needs_a_tree;
-    return document && r.limits.has_few_attributes() ? stream_end::complete : stream_end::malformed;
+    reading r{&source, receiver};
+    return stream(r, [&](xmlParserCtxt *context) {
+        return xmlCtxtReadIO(context, read_source, nullptr, &r, nullptr, nullptr,
+                             xml_parse_options);
+    });
 }
 
 stream_end stream_xml(std::string_view text, xml_receiver &receiver)
 {
-    text_source source{text};
-    return stream_xml(source, receiver);
+    if (text.empty() || text.size() > INT_MAX) return stream_end::malformed;
+    reading r{nullptr, receiver};
+    return stream(r, [&](xmlParserCtxt *context) {
+        return xmlCtxtReadMemory(context, text.data(), static_cast<int>(text.size()), nullptr,
+                                 nullptr, xml_parse_options);
+    });
 }
 
 void stream_tree(const xmlDoc &document, xml_receiver &receiver)

@@ -27,8 +27,10 @@ class xml_receiver {
 
 enum class stream_end {
     complete,
-    malformed,   // or over a limit
-    needs_a_tree // it has a DTD: what references stand for is the tree's to say
+    malformed, // or over a limit
+    // It has a DTD: what references stand for is the tree's to say. Or a "<" is more than one byte:
+    // the parser mistakes such texts when they come in pieces.
+    needs_a_tree
 };
 
 /** Gives the next piece of a text: its length, 0 at the end, less on failure. */
@@ -46,7 +48,7 @@ class xml_source_text {
  */
 stream_end stream_xml(xml_source_text &source, xml_receiver &receiver);
 
-/** The same for a text at hand. */
+/** The same for a text at hand, one that the daemon wrote itself: no limits. */
 stream_end stream_xml(std::string_view text, xml_receiver &receiver);
 
 /** Tells a receiver what a tree holds. */

@@ -124,7 +124,7 @@ void attach(vesk_instances_iterator &iterator, vesk_instances &instances)
     instances.iterators.append(&iterator);
 }
 
-/** A shared copy's own stores for what is to be walked, so that the walk misses no class. Throws. */
+/** Makes a shared copy own the stores to be walked, so that the walk misses no class. Throws. */
 void prepare_walk(vesk_instances &instances, const vesk_class *cls)
 {
     if (!instances.base) return;

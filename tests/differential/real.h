@@ -191,7 +191,10 @@ class real {
     static void unfollow(changes *set) { vesk_changes_delete(set); }
 
     /** Memory ran out in a listener, so that a request under this set is lost. */
-    static bool is_incomplete(const changes *set) { return set->incomplete || set->before.is_broken; }
+    static bool is_incomplete(const changes *set)
+    {
+        return set->incomplete || set->before.is_broken;
+    }
 
     // Requests
 
