@@ -16,7 +16,7 @@ ALIGN = "<<>><><"
 
 @dataclass
 class Row:
-    """A figure against a limit: a constant and multiples of baselines, each of the same round."""
+    """A figure against a limit: a constant and multiples of baselines, of the same round each."""
 
     number: str
     work: str
@@ -34,17 +34,23 @@ class Row:
     def baselines(self):
         return [(name, key) for _, name, key in self.parts] or [self.beside] * bool(self.beside)
 
-    def base_values(self, figures, key):
-        return [value / (self.base_per or self.per) for value in figures.of(key)]
+    def quotients(self, figures):
+        """Figure by limit; none when something is missing in some round."""
+        found = []
+        keys = [self.key, *(key for _, _, key in self.parts)]
+        for columns in zip(*map(figures.by_round, keys)):
+            if not all(columns):
+                return []
+            if len(set(map(len, columns))) > 1:  # not measured in turns
+                columns = [[statistics.median(column)] for column in columns]
+            found += [self.quotient(value, bases) for value, *bases in zip(*columns)]
+        return found
 
-    def limits(self, figures, count):
-        """One for each value; none when a baseline has another number of them."""
-        bases = [self.base_values(figures, key) for _, _, key in self.parts]
-        if any(len(base) != count for base in bases):
-            return []
-        factors = [factor for factor, _, _ in self.parts]
-        return [self.constant + sum(factor * value for factor, value in zip(factors, of_round))
-                for of_round in (zip(*bases) if bases else [()] * count)]
+    def quotient(self, value, bases):
+        base_per = self.base_per or self.per
+        limit = self.constant + sum(factor * base / base_per
+                                    for (factor, _, _), base in zip(self.parts, bases))
+        return value / self.per / limit
 
     def goal_text(self):
         if self.goal:
@@ -55,8 +61,9 @@ class Row:
     def baseline_text(self, figures):
         shown = []
         for name, key in self.baselines():
-            values = self.base_values(figures, key)
-            shown.append(f"{name} {self.unit(statistics.median(values))}" if values else "?")
+            value = figures.median(key)
+            shown.append("?" if value is None
+                         else f"{name} {self.unit(value / (self.base_per or self.per))}")
         return " ".join(shown).strip() or "-"
 
     def now_text(self, quotient):
@@ -69,13 +76,13 @@ class Row:
         return f"{text.ratio(quotient)} x goal"
 
     def cells(self, figures):
-        values = [value / self.per for value in figures.of(self.key)]
-        limits = self.limits(figures, len(values))
-        if not values or not limits:
+        quotients = self.quotients(figures)
+        if not quotients:
             shown, now, verdict = "NOT MEASURED", "", "MISSED"
         else:
-            quotient = statistics.median(map(lambda v, limit: v / limit, values, limits))
-            shown, now = self.unit(statistics.median(values)), self.now_text(quotient)
+            quotient = statistics.median(quotients)
+            shown = self.unit(figures.median(self.key) / self.per)
+            now = self.now_text(quotient)
             verdict = "ok" if RELATIONS[self.relation](quotient) else "MISSED"
         if self.alike:
             comparisons = figures.of(self.alike)
