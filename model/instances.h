@@ -41,6 +41,7 @@ struct vesk_instances {
     bool has_base_order = false;         // the order of the classes is still the base's
     bool is_broken = false;              // memory ran out: something is missing
     bool refers = false;                 // holds instances of another collection
+    bool has_given_up = false;           // its instances: it waits to be freed without them
     uint64_t since = 0;                  // a shared copy: when it was made
     uint64_t hooks_since = 0;            // listeners of instances that are older are gone
     uint64_t last_hooked = 0;            // when one of its instances last got a listener

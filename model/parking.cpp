@@ -12,6 +12,14 @@ unsigned busy = 0;
 vesk_instance *parked_instances = nullptr;
 vesk_instances *parked_collections = nullptr;
 
+/** Whoever takes the instances over may free them before the collection is. */
+void give_up(vesk_instances &instances) noexcept
+{
+    for (const auto &[name, slot] : instances.classes)
+        if (slot->store && !instances.has_given_up) give_up_all(*slot->store);
+    instances.has_given_up = true;
+}
+
 } // namespace
 
 busy_scope::busy_scope() noexcept
@@ -68,6 +76,7 @@ void free_or_park(vesk_instances *instances, bool with_instances) noexcept
         free_instances(instances, with_instances);
         return;
     }
+    if (!with_instances) give_up(*instances);
     instances->parked_with_instances = with_instances;
     instances->next_parked = std::exchange(parked_collections, instances);
 }

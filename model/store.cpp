@@ -242,18 +242,25 @@ void take_out(vesk_instances_class &store, uint32_t place) noexcept
     pack(store);
 }
 
+void give_up_all(vesk_instances_class &store) noexcept
+{
+    for (const auto &[place, instance] : store.own)
+        if (instance) leave(store, *instance);
+    for (vesk_instance *instance : store.nodes)
+        if (instance) leave(store, *instance);
+}
+
 void empty(vesk_instances_class &store, bool with_instances)
 {
     leave_store(store);
-    const auto give_up = [&](vesk_instance *instance) {
-        if (!instance) return;
-        leave(store, *instance);
-        if (with_instances) vesk_instance_delete(instance);
-    };
-    for (const auto &[place, instance] : store.own)
-        give_up(instance);
-    for (vesk_instance *instance : store.nodes)
-        give_up(instance);
+    // What is only referred to, or was given up before, may have been freed by now.
+    if (!store.collection->refers && !store.collection->has_given_up) give_up_all(store);
+    if (with_instances) {
+        for (const auto &[place, instance] : store.own)
+            if (instance) vesk_instance_delete(instance);
+        for (vesk_instance *instance : store.nodes)
+            if (instance) vesk_instance_delete(instance);
+    }
     forget_all(store);
 }
 

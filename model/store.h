@@ -69,6 +69,9 @@ void take_out(vesk_instances_class &store, uint32_t place) noexcept;
 /** Whether an instance of that unique name is there. */
 bool has_name(const vesk_instances_class &store, const char *name);
 
+/** Notes that no instance is in the store any more, which still finds them. */
+void give_up_all(vesk_instances_class &store) noexcept;
+
 /** Gives up all instances, freeing them if told so, without telling anyone. */
 void empty(vesk_instances_class &store, bool with_instances);
 
