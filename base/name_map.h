@@ -100,7 +100,10 @@ template <typename T> class name_map : public hash_table {
         T *value_ = nullptr;
     };
 
-    T *get(const char *name) const { return static_cast<T *>(find(name, std::strlen(name) + 1)); }
+    T *get(const char *name) const
+    {
+        return size() > 0 ? static_cast<T *>(find(name, std::strlen(name) + 1)) : nullptr;
+    }
 
     /** False when the name is taken. */
     bool insert(const char *name, T *value)
@@ -157,7 +160,10 @@ template <typename T> class address_map : public hash_table {
             delete static_cast<T *>(value);
     }
 
-    T *get(const void *address) const { return static_cast<T *>(find(&address, sizeof address)); }
+    T *get(const void *address) const
+    {
+        return size() > 0 ? static_cast<T *>(find(&address, sizeof address)) : nullptr;
+    }
 
     bool insert(const void *address, std::unique_ptr<T> &value)
     {

@@ -1,26 +1,19 @@
 #include "base/xml.h"
 
 #include <algorithm>
-#include <array>
-#include <climits>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <iterator>
-#include <new>
 #include <strings.h>
 
 #include <libxml/dict.h>
-#include <libxml/parser.h>
 
 #include "base/never_destroyed.h"
 #include "base/xml_guard.h"
 #include "base/xml_limits.h"
+#include "base/xml_parser.h"
 
 namespace vesk {
 namespace {
-
-constexpr unsigned replacement_character = 0xFFFD;
 
 void refuse_dtd(void *context, const xmlChar *, const xmlChar *, const xmlChar *)
 {
@@ -29,141 +22,32 @@ void refuse_dtd(void *context, const xmlChar *, const xmlChar *, const xmlChar *
     parser->wellFormed = 0; // a stopped parser would still hand out what it has
 }
 
-struct free_context {
-    void operator()(xmlParserCtxt *context) const { xmlFreeParserCtxt(context); }
-};
-using parser_context = std::unique_ptr<xmlParserCtxt, free_context>;
-
-parser_context new_context(xml_source source)
+xml_parser new_parser(xml_source source)
 {
-    parser_context context{xmlNewParserCtxt()};
-    if (!context) throw std::bad_alloc{};
-    if (source == xml_source::client) context->sax->internalSubset = refuse_dtd;
-    return context;
+    xml_parser parser = new_xml_parser();
+    if (source == xml_source::client) parser->sax->internalSubset = refuse_dtd;
+    return parser;
 }
 
-xml_doc read_with(xmlParserCtxt &context, std::string_view text)
+xml_doc read_with(xmlParserCtxt &parser, const char *text, size_t length)
 {
-    if (text.empty() || text.size() > INT_MAX) return nullptr;
     const xml_memory_watch watch;
     const xml_silence quiet;
-    xml_doc document{xmlCtxtReadMemory(&context, text.data(), static_cast<int>(text.size()),
-                                       nullptr, nullptr, xml_parse_options)};
+    xml_doc document = parse_with(parser, text, length);
     watch.check();
     // It gives up at a text that is too long, and calls what it has by then well-formed.
-    if (context.disableSAX) document.reset();
+    if (parser.disableSAX) document.reset();
     return document;
 }
 
-parser_context &kept_context()
+xml_parser &kept_parser()
 {
-    static never_destroyed<parser_context> context;
-    return *context;
+    static never_destroyed<xml_parser> parser;
+    return *parser;
 }
 
 /** The names that clients use are kept with the parser. More than this are not from honest ones. */
 constexpr size_t max_kept_names = size_t{64} * 1024;
-
-bool is_xml_character(unsigned character)
-{
-    return character == '\t' || character == '\n' || character == '\r' ||
-           (character >= 0x20 && character <= 0xD7FF) ||
-           (character >= 0xE000 && character <= 0xFFFD) ||
-           (character >= 0x10000 && character <= 0x10FFFF);
-}
-
-struct decoded {
-    unsigned character; // replacement_character for what is no UTF-8
-    size_t length;
-    bool valid;
-};
-
-decoded decode(std::string_view text, size_t at)
-{
-    constexpr unsigned smallest[] = {0, 0, 0x80, 0x800, 0x10000};
-    constexpr decoded bad{replacement_character, 1, false};
-    const auto lead = static_cast<unsigned char>(text[at]);
-    size_t length = 1;
-    unsigned character = lead;
-    if (lead >= 0x80) {
-        length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
-        if (lead < 0xC0 || lead > 0xF4 || at + length > text.size()) return bad;
-        character = lead & (0x7Fu >> length);
-        for (size_t i = 1; i < length; ++i) {
-            const auto byte = static_cast<unsigned char>(text[at + i]);
-            if ((byte & 0xC0) != 0x80) return bad;
-            character = character << 6 | (byte & 0x3F);
-        }
-        if (character < smallest[length]) return bad;
-    }
-    if (!is_xml_character(character)) return {replacement_character, length, false};
-    return {character, length, true};
-}
-
-void append_reference(std::string &out, unsigned character)
-{
-    char buffer[16];
-    out.append(buffer,
-               static_cast<size_t>(std::snprintf(buffer, sizeof buffer, "&#x%X;", character)));
-}
-
-/** What a byte stands for itself in: element text, attribute values. */
-enum plain_in : unsigned char { plain_in_text = 1, plain_in_attribute = 2 };
-
-constexpr std::array<unsigned char, 256> plain_bytes = [] {
-    std::array<unsigned char, 256> table{};
-    for (size_t byte = 0x20; byte < 0x80; ++byte)
-        table[byte] = plain_in_text | plain_in_attribute;
-    table['\t'] = table['\n'] = table['"'] = plain_in_text;
-    table['<'] = table['>'] = table['&'] = 0;
-    return table;
-}();
-
-/** How many bytes from the front on stand for themselves. */
-size_t plain_length(std::string_view text, plain_in where)
-{
-    size_t length = 0;
-    while (length < text.size() && plain_bytes[static_cast<unsigned char>(text[length])] & where)
-        ++length;
-    return length;
-}
-
-/** What the two kinds of text share; special gives what stands for a character below 0x80. */
-template <typename Special>
-bool append_escaped(std::string &out, std::string_view value, plain_in where, Special &&special)
-{
-    bool replaced = false;
-    for (;;) {
-        const size_t plain = plain_length(value, where);
-        out.append(value, 0, plain);
-        value.remove_prefix(plain);
-        if (value.empty()) return replaced;
-        const auto [character, length, valid] = decode(value, 0);
-        if (character >= 0x80)
-            append_reference(out, character);
-        else
-            out += special(character);
-        replaced |= !valid;
-        value.remove_prefix(length);
-    }
-}
-
-/** Calls visit(piece) for what value reads back as, until it gives false: then false. */
-template <typename Visit> bool for_each_readable(std::string_view value, Visit &&visit)
-{
-    while (!value.empty()) {
-        size_t length = plain_length(value, plain_in_attribute);
-        std::string_view piece = value.substr(0, length);
-        if (length == 0) {
-            const decoded next = decode(value, 0);
-            length = next.length;
-            piece = next.valid ? value.substr(0, length) : "\xEF\xBF\xBD";
-        }
-        if (!visit(piece)) return false;
-        value.remove_prefix(length);
-    }
-    return true;
-}
 
 } // namespace
 
@@ -203,30 +87,38 @@ bool has_plain_encoding(std::string_view text)
 
 bool is_within_limits(std::string_view text)
 {
-    xml_tag_limits limits;
-    limits.look_at(text);
-    return limits.has_few_attributes() && limits.has_few_namespaces() && has_plain_encoding(text);
+    // Most texts are shorter than so many attributes, and have fewer quotes.
+    constexpr std::string_view shortest = " a=''";
+    const auto is_quote = [](char c) { return c == '"' || c == '\''; };
+    static_assert(max_attributes <= max_namespaces);
+    if (text.size() > shortest.size() * max_attributes &&
+        std::count_if(text.begin(), text.end(), is_quote) > max_attributes) {
+        xml_tag_limits limits;
+        limits.look_at(text);
+        if (!limits.has_few_attributes() || !limits.has_few_namespaces()) return false;
+    }
+    return has_plain_encoding(text);
 }
 
-xml_doc parse_xml(std::string_view text, xml_source source)
+xml_doc parse_xml(const std::string &text, xml_source source)
 {
     const bool is_fit =
         source == xml_source::client ? is_within_limits(text) : has_few_attributes(text);
-    return is_fit ? read_with(*new_context(source), text) : nullptr;
+    return is_fit ? read_with(*new_parser(source), text.c_str(), text.size()) : nullptr;
 }
 
-xml_doc parse_request(std::string_view text)
+xml_doc parse_request(const char *text)
 {
-    parser_context context = std::move(kept_context()); // gone if memory runs out in it
-    if (!context) context = new_context(xml_source::client);
-    xml_doc document = read_with(*context, text);
-    if (xmlDictGetUsage(context->dict) <= max_kept_names) kept_context() = std::move(context);
+    xml_parser parser = std::move(kept_parser()); // gone if memory runs out in it
+    if (!parser) parser = new_parser(xml_source::client);
+    xml_doc document = read_with(*parser, text, std::strlen(text));
+    if (xmlDictGetUsage(parser->dict) <= max_kept_names) kept_parser() = std::move(parser);
     return document;
 }
 
 void drop_kept_parser()
 {
-    kept_context().reset();
+    kept_parser().reset();
 }
 
 bool is_element(const xmlNode *node)
@@ -260,64 +152,6 @@ const char *attribute_of(const xmlNode *element, const char *name)
 const char *name_of(const xmlNode *node)
 {
     return node->name ? reinterpret_cast<const char *>(node->name) : "#cdata-section";
-}
-
-bool append_text(std::string &out, std::string_view value)
-{
-    return append_escaped(out, value, plain_in_text, [](unsigned character) {
-        switch (character) {
-        case '<':
-            return "&lt;";
-        case '>':
-            return "&gt;";
-        case '&':
-            return "&amp;";
-        default: // nothing else is not plain
-            return "&#xD;";
-        }
-    });
-}
-
-bool append_attribute(std::string &out, std::string_view value)
-{
-    return append_escaped(out, value, plain_in_attribute, [](unsigned character) {
-        switch (character) {
-        case '"':
-            return "&quot;";
-        case '<':
-            return "&lt;";
-        case '>':
-            return "&gt;";
-        case '&':
-            return "&amp;";
-        case '\n':
-            return "&#10;";
-        case '\r':
-            return "&#13;";
-        default: // nothing else is not plain
-            return "&#9;";
-        }
-    });
-}
-
-bool reads_back_as(std::string_view value, std::string_view text)
-{
-    const bool same = for_each_readable(value, [&](std::string_view piece) {
-        if (!text.starts_with(piece)) return false;
-        text.remove_prefix(piece.size());
-        return true;
-    });
-    return same && text.empty();
-}
-
-std::string readable_back(std::string_view value)
-{
-    std::string text;
-    for_each_readable(value, [&](std::string_view piece) {
-        text += piece;
-        return true;
-    });
-    return text;
 }
 
 } // namespace vesk

@@ -30,13 +30,13 @@ constexpr unsigned max_namespaces = 64;
  * and within its ordinary limits. Null for what is not well-formed or over a limit. Throws
  * std::bad_alloc whenever an allocation failed on the way: libxml2 itself does not always say so.
  */
-xml_doc parse_xml(std::string_view text, xml_source source);
+xml_doc parse_xml(const std::string &text, xml_source source);
 
 /** Whether a client's text is within the limits below; parse_xml() refuses any other. */
 bool is_within_limits(std::string_view text);
 
 /** parse_xml() of a client's text that is within the limits, in a parser kept for the purpose. */
-xml_doc parse_request(std::string_view text);
+xml_doc parse_request(const char *text);
 void drop_kept_parser();
 
 /** Whether no tag of the text has more than max_attributes attributes. */
@@ -62,18 +62,6 @@ const char *attribute_of(const xmlNode *element, const char *name);
 const char *name_of(const xmlNode *node);
 
 bool is_element(const xmlNode *node);
-
-/**
- * Appends value as element text or as attribute value, exactly as libxml2 writes it into a document
- * without an encoding: plain ASCII with references for everything else. A byte that XML 1.0 cannot
- * hold becomes U+FFFD; the result says whether there was one.
- */
-bool append_text(std::string &out, std::string_view value);
-bool append_attribute(std::string &out, std::string_view value);
-
-/** What value reads back as once it was written: the same, with U+FFFD for what XML cannot hold. */
-std::string readable_back(std::string_view value);
-bool reads_back_as(std::string_view value, std::string_view text);
 
 } // namespace vesk
 

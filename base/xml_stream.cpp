@@ -1,18 +1,15 @@
 #include "base/xml_stream.h"
 
-#include <climits>
 #include <cstring>
 #include <exception>
-#include <memory>
-#include <new>
 
 #include <libxml/SAX2.h>
-#include <libxml/parser.h>
 #include <libxml/parserInternals.h>
 
 #include "base/xml.h"
 #include "base/xml_guard.h"
 #include "base/xml_limits.h"
+#include "base/xml_parser.h"
 
 // What libxml2 says while it parses is put into the form in which its tree would show it. The
 // context's private pointer leads back to the reading: the library's own handlers need the rest.
@@ -194,20 +191,15 @@ xmlSAXHandler handlers()
     return all;
 }
 
-struct free_context {
-    void operator()(xmlParserCtxt *context) const { xmlFreeParserCtxt(context); }
-};
-
 /** Reads a document as read(context) does it. */
 template <typename Read> stream_end stream(reading &r, Read &&read)
 {
     const xml_memory_watch watch;
     const xml_silence quiet;
-    const std::unique_ptr<xmlParserCtxt, free_context> context{xmlNewParserCtxt()};
-    if (!context) throw std::bad_alloc{};
+    const xml_parser context = new_xml_parser();
     *context->sax = handlers();
     context->_private = &r;
-    const xml_doc document{read(context.get())};
+    const xml_doc document = read(context.get());
     if (r.thrown) std::rethrow_exception(r.thrown);
     watch.check();
     if (r.needs_a_tree) return stream_end::needs_a_tree;
@@ -237,19 +229,16 @@ stream_end stream_xml(xml_source_text &source, xml_receiver &receiver)
 {
     reading r{&source, receiver};
     return stream(r, [&](xmlParserCtxt *context) {
-        return xmlCtxtReadIO(context, read_source, nullptr, &r, nullptr, nullptr,
-                             xml_parse_options);
+        return xml_doc{
+            xmlCtxtReadIO(context, read_source, nullptr, &r, nullptr, nullptr, xml_parse_options)};
     });
 }
 
-stream_end stream_xml(std::string_view text, xml_receiver &receiver)
+stream_end stream_xml(const std::string &text, xml_receiver &receiver)
 {
-    if (text.empty() || text.size() > INT_MAX) return stream_end::malformed;
     reading r{nullptr, receiver};
-    return stream(r, [&](xmlParserCtxt *context) {
-        return xmlCtxtReadMemory(context, text.data(), static_cast<int>(text.size()), nullptr,
-                                 nullptr, xml_parse_options);
-    });
+    return stream(
+        r, [&](xmlParserCtxt *parser) { return parse_with(*parser, text.c_str(), text.size()); });
 }
 
 void stream_tree(const xmlDoc &document, xml_receiver &receiver)

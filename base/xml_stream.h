@@ -49,7 +49,7 @@ class xml_source_text {
 stream_end stream_xml(xml_source_text &source, xml_receiver &receiver);
 
 /** The same for a text at hand, one that the daemon wrote itself: no limits. */
-stream_end stream_xml(std::string_view text, xml_receiver &receiver);
+stream_end stream_xml(const std::string &text, xml_receiver &receiver);
 
 /** Tells a receiver what a tree holds. */
 void stream_tree(const xmlDoc &document, xml_receiver &receiver);

@@ -8,7 +8,8 @@
 
 #include "base/file.h"
 #include "base/or_on_oom.h"
-#include "base/xml.h"
+#include "base/xml_stream.h"
+#include "base/xml_text.h"
 #include "config/contents.h"
 #include "config/paths.h"
 #include "config/running.h"
@@ -49,18 +50,8 @@ template <typename Visit> void for_each_saved_value(const vesk_instance &instanc
 void write_value(std::string &out, const vesk_instance &instance, const std::string &property,
                  const char *value)
 {
-    out += "    <";
-    out += property;
-    if (!*value) {
-        out += "/>\n";
-        return;
-    }
-    out += '>';
-    if (vesk::append_text(out, value))
+    if (vesk::append_element(out, property, value, {"    ", "\n"}))
         vesk::report_unwritable(instance.cls->name, property.c_str());
-    out += "</";
-    out += property;
-    out += ">\n";
 }
 
 void write_instance(std::string &out, const vesk_class &cls, const vesk_instance &instance)

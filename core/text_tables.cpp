@@ -8,6 +8,7 @@
 
 #include "base/or_on_oom.h"
 #include "base/xml.h"
+#include "base/xml_text.h"
 #include "core/log.h"
 #include "core/table_names.h"
 #include "vesk/class.h"

@@ -1,6 +1,7 @@
 #include <cstring>
 
 #include "base/xml.h"
+#include "base/xml_text.h"
 #include "fuzz/target.h"
 
 // Text as the daemon writes it and as libxml2 does, byte for byte, and what it reads back as.

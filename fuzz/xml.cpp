@@ -5,7 +5,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    const std::string_view text = vesk::fuzz::text_of(data, size);
+    const std::string text{vesk::fuzz::text_of(data, size)};
     const bool few = vesk::has_few_attributes(text);
     const vesk::xml_doc strict = vesk::parse_xml(text, vesk::xml_source::client);
     const vesk::xml_doc lax = vesk::parse_xml(text, vesk::xml_source::file);

@@ -50,6 +50,12 @@ template <typename Visit> void for_each_property(const vesk_class &cls, Visit &&
         visit(*property);
 }
 
+/** How many for_each_property() visits. */
+inline size_t count_properties(const vesk_class &cls)
+{
+    return cls.in_order.size() + (cls.superclass ? cls.superclass->in_order.size() : 0);
+}
+
 /** vesk_class_get_property() without checks. */
 const vesk_property *find_property(const vesk_class &cls, const char *name);
 

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <optional>
 
 #include "base/or_on_oom.h"
 #include "base/text.h"
@@ -18,6 +19,7 @@
 #include "query/limits.h"
 #include "query/operation.h"
 #include "query/origin.h"
+#include "vesk/classes.h"
 #include "vesk/config.h"
 #include "vesk/providers.h"
 
@@ -99,6 +101,7 @@ const xmlNode *evaluate_operation(evaluation &request, const xmlNode *operation,
         return end_early(request, errors);
     }
     request.class_name = name_of(element);
+    request.cls = vesk_classes_get(request.class_name);
     request.instance_name = attribute_of(element, "name");
     request.properties = attribute_of(element, "properties");
     request.first_property = is_element(element) ? element->children : nullptr;
@@ -189,12 +192,12 @@ void evaluate_sequence(evaluation &request, const xmlNode *root)
 {
     const bool transaction = is_named(root->children, "write-transaction");
     const xmlNode *first = transaction ? root->children->children : root->children;
-    auto what = std::make_unique<edited>(transaction);
+    std::optional<edited> what{std::in_place, transaction};
     aim(request, *what);
     if (!collect_and_refresh(request, first)) return request.finish();
     if (what->running != vesk_config_get_running()) {
         // A provider replaced the configuration while it refreshed: that one is to be edited.
-        what = std::make_unique<edited>(transaction);
+        what.emplace(transaction);
         aim(request, *what);
     }
     request.out->restart();
@@ -282,12 +285,11 @@ bool eval(std::string &out, const char *text, bool passive, c_string *copy)
     const nested counted;
     // An outer request gets its origin back; after the outermost the last origin stays.
     const auto outer = nesting > 1 ? std::make_unique<keep_origin>() : nullptr;
-    const std::string_view request{text};
-    if (!is_within_limits(request)) {
+    if (!is_within_limits(text)) {
         vesk_debug_eprintf("LSQL request is over a limit.\n");
         throw std::bad_alloc{}; // to the client the same: no answer, its connection ends
     }
-    const xml_doc document = parse_request(request);
+    const xml_doc document = parse_request(text);
     if (!document) {
         vesk_debug_eprintf("Invalid LSQL request: %s\n", text);
         return false;

@@ -9,7 +9,7 @@
 #include "base/never_destroyed.h"
 #include "base/or_on_oom.h"
 #include "base/text.h"
-#include "base/xml.h"
+#include "base/xml_text.h"
 #include "core/log.h"
 #include "query/connection.h"
 #include "query/limits.h"

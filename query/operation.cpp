@@ -48,7 +48,7 @@ void collect_where(evaluation &request)
 
 bool can_match(const evaluation &request)
 {
-    const vesk_class *cls = vesk_classes_get(request.class_name);
+    const vesk_class *cls = request.cls;
     if (!request.target || !cls) return false;
     if (!request.instance_name || cls->type == VESK_CLASS_UNIQUE_NAMED ||
         cls->type == VESK_CLASS_GROUP_NAMED)

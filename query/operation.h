@@ -28,6 +28,7 @@ struct evaluation {
     const xmlNode *operation = nullptr;
     operation_code code = operation_code::select;
     const char *class_name = nullptr;
+    const vesk_class *cls = nullptr;         // null: there is no such class
     const char *instance_name = nullptr;     // null: none
     const char *properties = nullptr;        // the attribute; null: none
     const xmlNode *first_property = nullptr; // of the class element

@@ -3,7 +3,7 @@
 #include <charconv>
 #include <new>
 
-#include "base/xml.h"
+#include "base/xml_text.h"
 #include "core/log.h"
 #include "core/unwritable.h"
 #include "query/limits.h"
@@ -17,12 +17,6 @@ constexpr std::string_view root_closing = "</lsql_result>\n";
 constexpr std::string_view root_empty = "<lsql_result/>\n";
 
 } // namespace
-
-result_element::result_element(std::string_view its_name)
-    : name{its_name}, opening{"<" + name + ">"}, closing{"</" + name + ">"}, empty{"<" + name +
-                                                                                   "/>"}
-{
-}
 
 result::result(std::string &out) : out_{out}, start_{out.size()}
 {
@@ -61,37 +55,28 @@ void result::end_dataset()
     close("dataset");
 }
 
-void result::begin_instance(const result_element &class_element, const char *name)
+void result::begin_instance(std::string_view class_name, const char *name)
 {
-    if (name) {
-        out_ += '<';
-        out_ += class_element.name;
-        out_ += " name=\"";
-        if (append_attribute(out_, name)) report_unwritable(class_element.name, "name");
-        out_ += "\">";
-    } else {
-        out_ += class_element.opening;
-    }
+    if (!name) return open(class_name);
+    out_ += '<';
+    out_ += class_name;
+    out_ += " name=\"";
+    if (append_attribute(out_, name)) report_unwritable(std::string{class_name}, "name");
+    out_ += "\">";
     opened_ = out_.size();
 }
 
-void result::end_instance(const result_element &class_element)
+void result::end_instance(std::string_view class_name)
 {
-    close(class_element.name);
+    close(class_name);
     check_size();
 }
 
-void result::property(std::string_view class_name, const result_element &element, const char *value)
+void result::property(std::string_view class_name, std::string_view name, const char *value)
 {
     opened_ = 0; // whatever encloses it is not empty
-    if (!value || !*value) {
-        out_ += element.empty;
-    } else {
-        out_ += element.opening;
-        if (append_text(out_, value))
-            report_unwritable(std::string{class_name}, element.name.c_str());
-        out_ += element.closing;
-    }
+    if (append_element(out_, name, value ? value : ""))
+        report_unwritable(std::string{class_name}, std::string{name}.c_str());
     check_size();
 }
 
@@ -130,9 +115,8 @@ void result::close(std::string_view name)
 
 void result::element(std::string_view name, std::string_view content)
 {
-    open(name);
-    append_text(out_, content);
-    close(name);
+    opened_ = 0; // whatever encloses it is not empty
+    append_element(out_, name, content);
     check_size();
 }
 

@@ -6,16 +6,6 @@
 
 namespace vesk {
 
-/** An element of a result that is written many times: its tags are made once. */
-struct result_element {
-    explicit result_element(std::string_view its_name);
-
-    std::string name;
-    std::string opening; // <name>
-    std::string closing; // </name>
-    std::string empty;   // <name/>
-};
-
 /**
  * A result document, written behind whatever a text holds already, from front to back, in the very
  * form in which libxml2 writes it. Throws std::bad_alloc, also when it would be longer than any
@@ -33,10 +23,10 @@ class result {
 
     void begin_dataset();
     void end_dataset();
-    void begin_instance(const result_element &class_element, const char *name);
-    void end_instance(const result_element &class_element);
+    void begin_instance(std::string_view class_name, const char *name);
+    void end_instance(std::string_view class_name);
     /** A null value gives an empty element. */
-    void property(std::string_view class_name, const result_element &element, const char *value);
+    void property(std::string_view class_name, std::string_view name, const char *value);
 
     /** Completes the document. There is room for one more byte behind it, for whoever sends it. */
     void finish();

@@ -2,6 +2,8 @@
 
 #include <cstring>
 #include <new>
+#include <string_view>
+#include <vector>
 
 #include "base/xml.h"
 #include "model/classes.h"
@@ -34,7 +36,7 @@ void collect(evaluation &request)
 
 /** One property of the instances of a class, as it is to be written. */
 struct column {
-    result_element element;
+    std::string_view name;
     unsigned slot; // no_slot: there is nothing to see
 };
 
@@ -42,7 +44,7 @@ struct column {
 class row_writer {
   public:
     explicit row_writer(evaluation &request)
-        : request_{request}, all_{wants_all(request)}, class_element_{request.class_name}
+        : request_{request}, all_{wants_all(request)}, class_name_{request.class_name}
     {
     }
 
@@ -53,10 +55,10 @@ class row_writer {
     {
         if (instance.cls != cls_ && is_proper()) make_columns(*instance.cls);
         ++request_.touched;
-        request_.out->begin_instance(class_element_, instance.name);
+        request_.out->begin_instance(class_name_, instance.name);
         for (const column &c : columns_)
-            request_.out->property(instance.cls->name, c.element, instance.value(c.slot));
-        request_.out->end_instance(class_element_);
+            request_.out->property(instance.cls->name, c.name, instance.value(c.slot));
+        request_.out->end_instance(class_name_);
     }
 
   private:
@@ -65,26 +67,28 @@ class row_writer {
         cls_ = &cls;
         columns_.clear();
         if (all_) {
-            for_each_property(
-                cls, [&](const vesk_property &property) { add_column(property.name.c_str()); });
+            columns_.reserve(count_properties(cls));
+            for_each_property(cls, [&](const vesk_property &property) {
+                // What a class declares anew hides its superclass's.
+                add_column(property.name,
+                           cls.superclass ? find_property(cls, property.name.c_str()) : &property);
+            });
             return;
         }
         for (const xmlNode *p = request_.first_property; p; p = p->next)
-            if (p->name) add_column(name_of(p));
+            if (p->name) add_column(name_of(p), find_property(cls, name_of(p)));
     }
 
     /** A client gets to see nothing of a property that it may not read. */
-    void add_column(const char *name)
+    void add_column(std::string_view name, const vesk_property *property)
     {
-        const vesk_property *property = find_property(*cls_, name);
         const bool is_visible = property && (property->readable || request_.passive);
-        columns_.push_back(
-            {result_element{name}, is_visible ? slot_of(*cls_, *property) : no_slot});
+        columns_.push_back({name, is_visible ? slot_of(*cls_, *property) : no_slot});
     }
 
     evaluation &request_;
     bool all_;
-    result_element class_element_;
+    std::string_view class_name_;
     const vesk_class *cls_ = nullptr;
     std::vector<column> columns_;
 };
@@ -96,7 +100,7 @@ bool write_matches(evaluation &request)
     row_writer writer{request};
     where_expression where{request.where};
     bool known = true;
-    look_at(*request.target, *vesk_classes_get(request.class_name), request.instance_name,
+    look_at(*request.target, *request.cls, request.instance_name,
             [&](const vesk_instance &instance) {
                 if (!where.accepts(instance)) return true;
                 writer.write(instance);
@@ -111,10 +115,9 @@ bool evaluate_select(evaluation &request)
 {
     request.out->begin_dataset();
     bool known = true;
-    const bool exists = vesk_classes_get(request.class_name) != nullptr;
-    if (exists && request.is_collecting())
+    if (request.cls && request.is_collecting())
         collect(request);
-    else if (exists)
+    else if (request.cls)
         known = write_matches(request);
     request.out->end_dataset();
     if (!known)

@@ -8,11 +8,18 @@
 #include "query/limits.h"
 
 namespace vesk {
+namespace {
+
+/** Answers that are not longer, which is most of them, are written without moving them. */
+constexpr size_t usual_answer = 500;
+
+} // namespace
 
 // The one place where clients meet the evaluator. Nobody else touches this input and output
 // meanwhile: what a plug-in sends during an evaluation goes to connections of another service.
 void answer(connection &c, const char *request, std::string_view ending)
 {
+    c.output().reserve(c.output().size() + usual_answer);
     // The evaluator leaves room for the ending: an answer to what was done must not be lost.
     if (evaluate_to(c.output(), request, false)) c.output() += ending;
 }

@@ -23,7 +23,7 @@ bool update_instance(evaluation &request, vesk_instance &instance, named_propert
 
 bool evaluate_update(evaluation &request)
 {
-    if (!vesk_classes_get(request.class_name)) {
+    if (!request.cls) {
         request.error(message_length, "Unknown class \"%s\".", request.class_name);
         return true;
     }

@@ -1,4 +1,5 @@
 #include "base/xml.h"
+#include "base/xml_text.h"
 
 #include <chrono>
 #include <cstring>

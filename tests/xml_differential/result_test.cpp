@@ -41,11 +41,10 @@ void write_dataset(result &out, const std::vector<row> &rows)
 {
     out.begin_dataset();
     for (const row &instance : rows) {
-        const result_element element{instance.element};
-        out.begin_instance(element, or_null(instance.name));
+        out.begin_instance(instance.element, or_null(instance.name));
         for (const auto &[name, value] : instance.values)
-            out.property(instance.element, result_element{name}, or_null(value));
-        out.end_instance(element);
+            out.property(instance.element, name, or_null(value));
+        out.end_instance(instance.element);
     }
     out.end_dataset();
 }

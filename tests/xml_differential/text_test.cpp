@@ -1,4 +1,4 @@
-#include "base/xml.h"
+#include "base/xml_text.h"
 
 #include <gtest/gtest.h>
 
