@@ -55,6 +55,12 @@ struct vesk_instances {
 
 namespace vesk {
 
+/** Whether there never was an instance in it: it knows no class. */
+inline bool is_empty(const vesk_instances &instances)
+{
+    return instances.classes.size() == 0 && !instances.has_base_order;
+}
+
 /** The store of a class to look into: of a shared copy that has none of its own, the base's. Null:
  * none. */
 const vesk_instances_class *store_of(const vesk_instances &instances, const char *class_name);

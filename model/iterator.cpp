@@ -242,8 +242,9 @@ void leave_collection(const vesk_instances &instances)
 
 instances_walk::instances_walk(vesk_instances *instances, const char *class_name, const char *name)
 {
+    if (!instances || vesk::is_empty(*instances)) return;
     const vesk_class *cls = vesk_classes_get(class_name);
-    if (!instances || !cls || (name && !is_named(*cls))) return;
+    if (!cls || (name && !is_named(*cls))) return;
     attach(iterator_, *instances);
     name ? start_name(iterator_, *cls, name) : start_class(iterator_, *cls);
 }

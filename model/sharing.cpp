@@ -28,19 +28,40 @@ template <typename Action> void for_each_copy(const vesk_instances &base, Action
         action(*copy);
 }
 
-/** Whether a store of the copy rests on one of the base, even if it is not made yet. */
-bool rests_on(const vesk_instances &copy, const vesk_instances_class &base)
+class_slot *slot_for(const vesk_instances &copy, const vesk_instances_class &base)
 {
-    const class_slot *slot = copy.classes.get(base.cls->name.c_str());
+    return copy.classes.get(base.cls->name.c_str());
+}
+
+/** Whether a store of the copy, whose slot that is, rests on one of the base, even if it is not
+ * made yet. */
+bool rests_on(const vesk_instances &copy, const class_slot *slot, const vesk_instances_class &base)
+{
     if (slot && slot->store) return slot->store->base == &base;
     return slot || copy.has_base_order;
+}
+
+/** The store of a copy that rests on one of the base's, made if it has none yet. Throws. */
+vesk_instances_class &store_in(class_slot *slot, vesk_instances &copy, vesk_instances_class &base)
+{
+    if (slot && slot->store) return *slot->store;
+    auto store = std::make_unique<vesk_instances_class>(*base.cls, copy);
+    store->base = &base;
+    store->base_end = store->first_own = base.end();
+    store->live = base.live;
+    store->first_used = base.first_used;
+    if (base.groups) store->groups->base_groups = static_cast<uint32_t>(base.groups->groups.size());
+    if (!slot) slot = &make_slot(copy, *base.cls);
+    slot->store = std::move(store);
+    return *slot->store;
 }
 
 /** Calls action(store) for the stores of the copies that rest on one of the base's. */
 template <typename Action> void for_each_copy_of(vesk_instances_class &base, Action &&action)
 {
     for_each_copy(*base.collection, [&](vesk_instances &copy) {
-        if (rests_on(copy, base)) action(copy_of_store(copy, base));
+        class_slot *slot = slot_for(copy, base);
+        if (rests_on(copy, slot, base)) action(store_in(slot, copy, base));
     });
 }
 
@@ -183,20 +204,27 @@ void detach_others(const vesk_instances &copy, vesk_instances_class &base)
     });
 }
 
+/** Of a class that both know: the base's store is about to become what the copy's is. */
+void prepare_class(vesk_instances &copy, const class_slot &slot, vesk_instances_class &base)
+{
+    if (slot.store && slot.store->base)
+        prepare_merge(*slot.store);
+    else if (slot.store)
+        detach_others(copy, base);
+}
+
 void prepare_take_over(vesk_instances &copy)
 {
     vesk_instances &base = *copy.base;
     for (const auto &[name, slot] : copy.classes)
         if (slot->store && slot->store->base && must_detach(*slot->store)) detach(*slot->store);
-    for (const auto &[name, base_slot] : base.classes) {
-        const class_slot *slot = copy.classes.get(name);
-        if (slot && slot->store && slot->store->base)
-            prepare_merge(*slot->store);
-        else if (slot ? slot->store != nullptr : !copy.has_base_order)
-            detach_others(copy, *base_slot->store);
-    }
-    if (!copy.has_base_order)
-        for_each_copy(base, [](vesk_instances &other) { own_class_order(other); });
+    for (const auto &[name, slot] : copy.classes)
+        if (const class_slot *base_slot = base.classes.get(name))
+            prepare_class(copy, *slot, *base_slot->store);
+    if (copy.has_base_order) return; // it knows what it touched; all else stays
+    for (const auto &[name, base_slot] : base.classes)
+        if (!copy.classes.get(name)) detach_others(copy, *base_slot->store);
+    for_each_copy(base, [](vesk_instances &other) { own_class_order(other); });
 }
 
 /** Gives copy the stores of its base, and the base what is left of the copy's. */
@@ -262,17 +290,7 @@ void end_sharing(vesk_instances &copy) noexcept
 
 vesk_instances_class &copy_of_store(vesk_instances &copy, vesk_instances_class &base)
 {
-    class_slot *slot = copy.classes.get(base.cls->name.c_str());
-    if (slot && slot->store) return *slot->store;
-    auto store = std::make_unique<vesk_instances_class>(*base.cls, copy);
-    store->base = &base;
-    store->base_end = store->first_own = base.end();
-    store->live = base.live;
-    store->first_used = base.first_used;
-    if (base.groups) store->groups->base_groups = static_cast<uint32_t>(base.groups->groups.size());
-    if (!slot) slot = &make_slot(copy, *base.cls);
-    slot->store = std::move(store);
-    return *slot->store;
+    return store_in(slot_for(copy, base), copy, base);
 }
 
 void own_class_order(vesk_instances &copy)
@@ -336,9 +354,10 @@ void before_new_class(vesk_instances &instances)
 void before_removal(vesk_instances_class &store, uint32_t place) noexcept
 {
     for_each_copy(*store.collection, [&](vesk_instances &copy) {
-        if (!rests_on(copy, store)) return;
+        class_slot *slot = slot_for(copy, store);
+        if (!rests_on(copy, slot, store)) return;
         try {
-            keep_removed(copy_of_store(copy, store), place);
+            keep_removed(store_in(slot, copy, store), place);
         } catch (const std::bad_alloc &) {
             copy.is_broken = true;
         }
@@ -350,7 +369,8 @@ void before_emptying(vesk_instances_class &store) noexcept
     for_each_copy(*store.collection, [&](vesk_instances &copy) {
         try {
             own_class_order(copy);
-            if (rests_on(copy, store)) detach(copy_of_store(copy, store));
+            class_slot *slot = slot_for(copy, store);
+            if (rests_on(copy, slot, store)) detach(store_in(slot, copy, store));
         } catch (const std::bad_alloc &) {
             lose(copy, store);
         }

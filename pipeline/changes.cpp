@@ -261,18 +261,17 @@ void forget(vesk_changes &changes, const vesk_instance &instance)
     if (!place_in_after(changes, instance).store) changes.records.remove(&instance);
 }
 
-bool is_recorded(const instance_record &record, const vesk_instance &instance, const char *property)
+/** With the property's slot, or no_slot. */
+bool is_recorded(const instance_record &record, const vesk_instance &instance, const char *property,
+                 unsigned slot)
 {
-    const unsigned slot = vesk::find_slot(*instance.cls, property);
     if (slot == vesk::no_slot) return record.names && record.names->contains(property);
     if (record.all_values && instance.value(slot)) return true;
     return std::find(record.slots.begin(), record.slots.end(), slot) != record.slots.end();
 }
 
-void record_property(instance_record &record, const vesk_instance &instance, const char *property)
+void record_property(instance_record &record, const char *property, unsigned slot)
 {
-    if (is_recorded(record, instance, property)) return;
-    const unsigned slot = vesk::find_slot(*instance.cls, property);
     if (slot != vesk::no_slot) {
         record.slots.push_back(static_cast<slot_id>(slot));
         return;
@@ -360,9 +359,11 @@ int vesk_changes_add_property(vesk_changes *changes, vesk_instance *instance, co
 {
     if (!changes || !instance || !property) return 1;
     const instance_record *known = find_record(*changes, *instance);
-    if (!known || is_recorded(*known, *instance, property)) return 0;
+    if (!known) return 0;
+    const unsigned slot = vesk::find_slot(*instance->cls, property);
+    if (is_recorded(*known, *instance, property, slot)) return 0;
     return vesk::or_on_oom(1, [&] {
-        record_property(own_record(*changes, *instance), *instance, property);
+        record_property(own_record(*changes, *instance), property, slot);
         return 0;
     });
 }
@@ -418,7 +419,8 @@ int vesk_changes_contains_property(vesk_changes *changes, vesk_instance *instanc
 {
     if (!changes || !instance || !property) return 0;
     const instance_record *record = find_record(*changes, *instance);
-    return record && is_recorded(*record, *instance, property);
+    return record &&
+           is_recorded(*record, *instance, property, vesk::find_slot(*instance->cls, property));
 }
 
 void vesk_changes_print(vesk_changes *changes, FILE *stream)

@@ -23,32 +23,22 @@ void want(vesk_refresh_info &info, const char *class_name, const char *instance_
         what(*known);
         return;
     }
-    auto selection = std::make_unique<property_selection>();
-    what(*selection);
+    property_selection selection;
+    what(selection);
     auto new_entry = entry ? nullptr : std::make_unique<class_selection>();
     class_selection &target = entry ? *entry : *new_entry;
-    if (!instance_name) {
-        target.every = std::move(selection);
-    } else if (target.named) {
-        target.named->insert(instance_name, selection);
+    if (instance_name) {
+        auto named = std::make_unique<property_selection>(std::move(selection));
+        target.named.insert(instance_name, named);
     } else {
-        auto named = std::make_unique<vesk::owned_map<property_selection>>(8);
-        named->insert(instance_name, selection);
-        target.named = std::move(named);
+        target.every = std::move(selection);
     }
     if (new_entry) info.classes.insert(class_name, new_entry);
 }
 
 void want_property(property_selection &selection, const char *property)
 {
-    if (selection.all) return;
-    if (selection.names) {
-        selection.names->insert(property);
-        return;
-    }
-    auto names = std::make_unique<vesk::name_set>(4);
-    names->insert(property);
-    selection.names = std::move(names);
+    if (!selection.all) selection.names.insert(property);
 }
 
 /** The entry that covers an instance: a selection of an abstract class covers its subclasses. */
@@ -64,8 +54,8 @@ void print_selection(const property_selection &selection, FILE *stream)
     std::fputs("Properties:", stream);
     if (selection.all) {
         std::fputs(" All.\n", stream);
-    } else if (selection.names) {
-        for (auto [name, mark] : *selection.names)
+    } else if (selection.names.size() > 0) {
+        for (auto [name, mark] : selection.names)
             std::fprintf(stream, " %s", name);
         std::fputs(".\n", stream);
     } else {
@@ -127,7 +117,7 @@ int vesk_refresh_info_contains_instance(const vesk_refresh_info *info,
     if (!info || !instance) return 0;
     const class_selection *entry = entry_of(*info, *instance);
     if (!entry) return 0;
-    return entry->every || (instance->name && entry->find(instance->name));
+    return entry->every || (instance->name && entry->named.get(instance->name));
 }
 
 int vesk_refresh_info_contains_property(const vesk_refresh_info *info,
@@ -166,9 +156,9 @@ void vesk_refresh_info_print(const vesk_refresh_info *info, FILE *stream)
     }
     for (auto [class_name, entry] : info->classes) {
         std::fprintf(stream, "  Class %s:\n", class_name);
-        if (entry->named) {
+        if (entry->named.size() > 0) {
             std::fputs("    Named instances:\n", stream);
-            for (auto [name, selection] : *entry->named) {
+            for (auto [name, selection] : entry->named) {
                 std::fprintf(stream, "      Instance %s: ", name);
                 print_selection(*selection, stream);
             }

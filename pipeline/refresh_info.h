@@ -1,6 +1,8 @@
 #ifndef VESK_PIPELINE_REFRESH_INFO_H
 #define VESK_PIPELINE_REFRESH_INFO_H
 
+#include <optional>
+
 #include "base/name_map.h"
 #include "vesk/refresh_info.h"
 
@@ -9,24 +11,28 @@ namespace vesk {
 /** Which properties are wanted; none at first. */
 struct property_selection {
     bool all = false;
-    std::unique_ptr<name_set> names;
+    name_set names{4};
 
     bool contains(const char *property) const
     {
-        return all || (names && names->contains(property));
+        return all || names.contains(property);
     }
 };
 
 /** What is wanted of one class. */
 struct class_selection {
-    std::unique_ptr<owned_map<property_selection>> named;
-    std::unique_ptr<property_selection> every;
+    owned_map<property_selection> named{8};
+    std::optional<property_selection> every;
 
     /** The selection for one instance, or for every one when name is null. */
-    property_selection *find(const char *name) const
+    property_selection *find(const char *name)
     {
-        if (!name) return every.get();
-        return named ? named->get(name) : nullptr;
+        if (name) return named.get(name);
+        return every ? &*every : nullptr;
+    }
+    const property_selection *find(const char *name) const
+    {
+        return const_cast<class_selection *>(this)->find(name);
     }
 };
 

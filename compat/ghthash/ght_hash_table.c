@@ -42,14 +42,19 @@ static size_t bucket_count_for(unsigned int size)
     return count;
 }
 
-/* FNV-1a; its low bits, which pick the bucket, are weak for similar keys until they are mixed. */
+/* Keys are short: four bytes at a time, and the rest as one number. */
 static uint32_t hash_of(const unsigned char *key, unsigned int key_size)
 {
-    uint32_t hash = 0x811c9dc5U;
-    for (unsigned int i = 0; i < key_size; i++)
-        hash = (hash ^ key[i]) * 0x01000193U;
-    hash = (hash ^ (hash >> 16)) * 0x85ebca6bU;
-    hash = (hash ^ (hash >> 13)) * 0xc2b2ae35U;
+    uint32_t hash = 0x811c9dc5U ^ key_size;
+    uint32_t part;
+    for (; key_size >= sizeof(part); key += sizeof(part), key_size -= (unsigned int)sizeof(part)) {
+        memcpy(&part, key, sizeof(part));
+        hash = (hash ^ part) * 0x85ebca6bU;
+        hash ^= hash >> 15;
+    }
+    for (part = 0; key_size > 0; key_size--)
+        part = part << 8 | *key++;
+    hash = (hash ^ part) * 0xc2b2ae35U;
     return hash ^ (hash >> 16);
 }
 
