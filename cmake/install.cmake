@@ -3,6 +3,10 @@ include(CMakePackageConfigHelpers)
 
 install(TARGETS vesk DESTINATION sbin)
 install(DIRECTORY include/vesk include/eloop DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+foreach(page IN ITEMS vesk-plugin.3 vesk-config.5 vesk-lsql.7 vesk.8)
+  string(REGEX MATCH "[0-9]$" section ${page})
+  install(FILES docs/man/${page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section})
+endforeach()
 
 configure_file(cmake/vesk.pc.in vesk.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/vesk.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -13,6 +13,9 @@ DESTDIR=$stage/root cmake --install "$build" >/dev/null
 test -x "$stage/root/usr/sbin/vesk"
 test -f "$stage/root/usr/include/vesk/vesk.h"
 test -f "$stage/root/usr/include/eloop/eloop.h"
+for page in man3/vesk-plugin.3 man5/vesk-config.5 man7/vesk-lsql.7 man8/vesk.8; do
+    test -f "$stage/root/usr/share/man/$page"
+done
 pc=$(find "$stage/root/usr" -name vesk.pc)
 grep -qx 'plugindir=/usr/lib/vesk/plugins' "$pc"
 grep -qx 'includedir=/usr/include' "$pc"
