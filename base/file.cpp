@@ -48,19 +48,30 @@ void take_mode(int fd, const std::string &target)
     fchmod(fd, old.st_mode & 07777);
 }
 
-replace_failure write_synced(unique_fd &fd, std::string_view text)
+/** A text at hand. */
+class text_contents final : public file_contents {
+  public:
+    explicit text_contents(std::string_view text) : text_{text} {}
+
+    int write(int fd) const override { return write_all(fd, text_); }
+
+    replace_failure verify(const char *path) const override
+    {
+        std::string written;
+        if (const int error = read_file(path, written)) return {"read back", error};
+        if (written != text_) return {"check", 0};
+        return {};
+    }
+
+  private:
+    std::string_view text_;
+};
+
+replace_failure write_synced(unique_fd &fd, const file_contents &contents)
 {
-    if (const int error = write_all(fd.get(), text)) return {"write", error};
+    if (const int error = contents.write(fd.get())) return {"write", error};
     if (fsync(fd.get()) != 0) return {"fsync", errno};
     if (!fd.close()) return {"close", errno};
-    return {};
-}
-
-replace_failure verify(const char *path, std::string_view text, const file_check &check)
-{
-    std::string written;
-    if (const int error = read_file(path, written)) return {"read back", error};
-    if (written != text || (check && !check(written))) return {"check", 0};
     return {};
 }
 
@@ -73,13 +84,12 @@ replace_failure sync_folder(const std::string &folder)
     return {};
 }
 
-replace_failure write_in_place(const std::string &target, std::string_view text,
-                               const file_check &check)
+replace_failure write_in_place(const std::string &target, const file_contents &contents)
 {
     unique_fd fd{open(target.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC)};
     if (!fd) return {"open", errno};
-    if (const auto failure = write_synced(fd, text)) return failure;
-    return verify(target.c_str(), text, check);
+    if (const auto failure = write_synced(fd, contents)) return failure;
+    return contents.verify(target.c_str());
 }
 
 } // namespace
@@ -130,7 +140,12 @@ unique_fd create_afresh(const char *path)
     return unique_fd{open(path, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600)};
 }
 
-replace_failure replace_file(const char *path, std::string_view text, const file_check &check)
+replace_failure replace_file(const char *path, std::string_view text)
+{
+    return replace_file(path, text_contents{text});
+}
+
+replace_failure replace_file(const char *path, const file_contents &contents)
 {
     const std::string target = resolved(path);
     const std::string folder = folder_of(target); // now: behind the rename nothing may be missing
@@ -141,11 +156,11 @@ replace_failure replace_file(const char *path, std::string_view text, const file
         return {"create", errno};
     }
     take_mode(fd.get(), target);
-    if (const auto failure = write_synced(fd, text)) return failure;
-    if (const auto failure = verify(fresh.path.c_str(), text, check)) return failure;
+    if (const auto failure = write_synced(fd, contents)) return failure;
+    if (const auto failure = contents.verify(fresh.path.c_str())) return failure;
     if (rename(fresh.path.c_str(), target.c_str()) != 0) {
         if (errno != EBUSY && errno != EXDEV) return {"rename", errno};
-        const auto failure = write_in_place(target, text, check);
+        const auto failure = write_in_place(target, contents);
         fresh.kept = bool{failure}; // then it is the only whole copy
         return failure;
     }

@@ -1,7 +1,6 @@
 #ifndef VESK_BASE_FILE_H
 #define VESK_BASE_FILE_H
 
-#include <functional>
 #include <string>
 #include <string_view>
 
@@ -28,16 +27,27 @@ struct replace_failure {
     explicit operator bool() const { return step != nullptr; }
 };
 
-/** Whether what the new file holds is what was to be written. */
-using file_check = std::function<bool(const std::string &written)>;
+/** What a file is to hold. Both may throw std::bad_alloc. */
+class file_contents {
+  public:
+    /** Writes all of it. 0, or the errno of what failed. */
+    virtual int write(int fd) const = 0;
+
+    /** Reads a file that was written back: "read back" or "check" when it does not hold this. */
+    virtual replace_failure verify(const char *path) const = 0;
+
+  protected:
+    ~file_contents() = default;
+};
 
 /**
  * Replaces a file so that after a power cut it is the old or the new one, whole. The new one is
- * written beside it, synced, read back and checked, renamed over it, and the folder synced.
- * Whatever fails, the old file stays and the new one is removed. Only a target that cannot be
- * renamed over, because something is mounted there, is written in place.
+ * written beside it, synced, verified, renamed over it, and the folder synced. Whatever fails, the
+ * old file stays and the new one is removed. Only a target that cannot be renamed over, because
+ * something is mounted there, is written in place.
  */
-replace_failure replace_file(const char *path, std::string_view text, const file_check &check);
+replace_failure replace_file(const char *path, const file_contents &contents);
+replace_failure replace_file(const char *path, std::string_view text);
 
 } // namespace vesk
 

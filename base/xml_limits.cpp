@@ -25,55 +25,63 @@ bool xml_tag_limits::has_few_namespaces() const
 void xml_tag_limits::look_at(std::string_view piece)
 {
     for (size_t at = 0; at < piece.size(); ++at) {
-        const char awaited = state_ == within::text      ? '<'
-                             : state_ == within::quotes  ? quote_
-                             : state_ == within::end_tag ? '>'
-                                                         : '\0';
-        if (awaited) {
-            at = piece.find(awaited, at);
+        switch (state_) {
+        case within::text:
+            at = piece.find('<', at);
             if (at == piece.npos) return;
+            state_ = within::opening;
+            if (++at == piece.size()) return;
+            [[fallthrough]];
+        case within::opening:
+            open(piece[at]);
+            break;
+        case within::tag:
+            at = skip_in_tag(piece, at);
+            if (at == piece.size()) return;
+            go_on_in_tag(piece[at]);
+            break;
+        case within::quotes:
+            at = piece.find(quote_, at);
+            if (at == piece.npos) return;
+            state_ = within::tag;
+            break;
+        case within::declaration:
+            go_on_in_declaration(piece[at]);
+            break;
+        case within::comment:
+            leave_after(piece[at], '-', 2);
+            break;
+        case within::cdata:
+            leave_after(piece[at], ']', 2);
+            break;
+        case within::instruction:
+            leave_after(piece[at], '?', 1);
+            break;
         }
-        go_on(piece[at]);
     }
 }
 
-void xml_tag_limits::go_on(char c)
+void xml_tag_limits::open(char c)
 {
-    switch (state_) {
-    case within::text:
-        state_ = within::opening;
-        break;
-    case within::opening:
-        matched_ = 0;
-        in_tag_ = 0;
-        state_ = c == '?'   ? within::instruction
-                 : c == '!' ? within::declaration
-                 : c == '/' ? within::end_tag
-                            : within::tag;
-        if (state_ == within::tag) go_on_in_tag(c);
-        break;
-    case within::declaration:
-        go_on_in_declaration(c);
-        break;
-    case within::tag:
-        go_on_in_tag(c);
-        break;
-    case within::end_tag:
-        state_ = within::text;
-        break;
-    case within::quotes:
-        state_ = within::tag;
-        break;
-    case within::comment:
-        leave_after(c, '-', 2);
-        break;
-    case within::cdata:
-        leave_after(c, ']', 2);
-        break;
-    case within::instruction:
-        leave_after(c, '?', 1);
-        break;
-    }
+    matched_ = 0;
+    in_tag_ = 0;
+    state_ = c == '?'   ? within::instruction
+             : c == '!' ? within::declaration
+             : c == '/' ? within::text // an end tag holds no "<", as text does not
+                        : within::tag;
+    if (state_ == within::tag) go_on_in_tag(c);
+}
+
+/** The next place in a tag that matters. */
+size_t xml_tag_limits::skip_in_tag(std::string_view piece, size_t at) const
+{
+    if (matched_ > 0) return at;
+    const auto matters = [](char c) {
+        return c == '>' || c == '"' || c == '\'' || c == namespace_attribute.front();
+    };
+    while (at < piece.size() && !matters(piece[at]))
+        ++at;
+    return at;
 }
 
 void xml_tag_limits::go_on_in_tag(char c)

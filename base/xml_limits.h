@@ -15,19 +15,10 @@ class xml_tag_limits {
     bool has_few_namespaces() const;
 
   private:
-    enum class within {
-        text,
-        opening,
-        declaration,
-        tag,
-        end_tag,
-        quotes,
-        comment,
-        cdata,
-        instruction
-    };
+    enum class within { text, opening, declaration, tag, quotes, comment, cdata, instruction };
 
-    void go_on(char c);
+    void open(char c);
+    size_t skip_in_tag(std::string_view piece, size_t at) const;
     void go_on_in_tag(char c);
     void go_on_in_declaration(char c);
     void leave_after(char c, char closing, unsigned needed);

@@ -56,6 +56,7 @@ xml_doc parse_in_place(xmlParserCtxt &parser, const char *text)
 
 xml_parser new_xml_parser()
 {
+    const xml_silence quiet;
     xml_parser parser{xmlNewParserCtxt()};
     if (!parser) throw std::bad_alloc{};
     return parser;

@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <exception>
+#include <utility>
 
 #include <libxml/SAX2.h>
 #include <libxml/parserInternals.h>
@@ -23,6 +24,7 @@ struct reading {
     xml_receiver &receiver;
     xml_tag_limits limits{};
     std::exception_ptr thrown{};
+    bool is_limited = true;
     bool is_first_piece = true;
     bool needs_a_tree = false;
     std::string name{};      // of an element, where it is not one of the parser's own strings
@@ -171,7 +173,7 @@ int read_source(void *data, char *buffer, int size)
         return -1;
     }
     r.is_first_piece = false;
-    r.limits.look_at(piece);
+    if (r.is_limited) r.limits.look_at(piece);
     return r.limits.has_few_attributes() ? length : -1;
 }
 
@@ -206,6 +208,14 @@ template <typename Read> stream_end stream(reading &r, Read &&read)
     return document && r.limits.has_few_attributes() ? stream_end::complete : stream_end::malformed;
 }
 
+stream_end stream_source(reading &&r)
+{
+    return stream(r, [&](xmlParserCtxt *context) {
+        return xml_doc{
+            xmlCtxtReadIO(context, read_source, nullptr, &r, nullptr, nullptr, xml_parse_options)};
+    });
+}
+
 void stream_children(const xmlNode &element, xml_receiver &receiver)
 {
     for (const xmlNode *child = element.children; child; child = child->next) {
@@ -227,11 +237,14 @@ void stream_children(const xmlNode &element, xml_receiver &receiver)
 
 stream_end stream_xml(xml_source_text &source, xml_receiver &receiver)
 {
+    return stream_source({&source, receiver});
+}
+
+stream_end stream_own_xml(xml_source_text &source, xml_receiver &receiver)
+{
     reading r{&source, receiver};
-    return stream(r, [&](xmlParserCtxt *context) {
-        return xml_doc{
-            xmlCtxtReadIO(context, read_source, nullptr, &r, nullptr, nullptr, xml_parse_options)};
-    });
+    r.is_limited = false;
+    return stream_source(std::move(r));
 }
 
 stream_end stream_xml(const std::string &text, xml_receiver &receiver)

@@ -10,7 +10,8 @@
 namespace vesk {
 namespace {
 
-/** Small enough to go back into what instances are made of, when it is freed. */
+/** The first one for small files; all small enough to go back into what instances are made of. */
+constexpr size_t first_chunk_size = size_t{16} * 1024;
 constexpr size_t chunk_size = size_t{64} * 1024;
 
 constexpr char no_text = 'n';
@@ -101,11 +102,15 @@ void config_contents::other_node()
 
 bool config_contents::take(instance_element &element)
 {
-    while (!chunks_.empty() && taken_ == chunks_.front().used) {
+    while (chunks_.size() > 1 && taken_ == chunks_.front().used) {
         chunks_.pop_front();
         taken_ = 0;
     }
     if (chunks_.empty()) return false;
+    if (taken_ == chunks_.front().used) {
+        taken_ = chunks_.front().used = 0; // for what is still to come
+        return false;
+    }
     const char *at = chunks_.front().bytes.get() + taken_;
     const char *end = at;
     const uint32_t length = take_number(at);
@@ -126,8 +131,11 @@ bool config_contents::take(instance_element &element)
 
 uint32_t config_contents::number_of(const char *name)
 {
-    uint32_t &recent = recent_[(reinterpret_cast<uintptr_t>(name) >> 3) % recent_.size()];
-    if (recent >= names_.size() || *names_[recent] != name) recent = look_up(name);
+    // The parser mostly hands out one and the same text for all elements of a name.
+    const auto address = static_cast<uint32_t>(reinterpret_cast<uintptr_t>(name));
+    uint32_t &recent = recent_[(address * 0x9E3779B1U) >> 24];
+    if (recent >= names_.size() || std::strcmp(names_[recent]->c_str(), name) != 0)
+        recent = look_up(name);
     return recent;
 }
 
@@ -151,8 +159,9 @@ void config_contents::store_instance()
     const auto length = static_cast<uint32_t>(instance_.size());
     std::memcpy(instance_.data(), &length, sizeof length);
     if (chunks_.empty() || chunks_.back().size - chunks_.back().used < length) {
-        const size_t size = std::max<size_t>(chunk_size, length);
-        chunks_.push_back({std::make_unique<char[]>(size), 0, size});
+        const size_t usual = chunks_.empty() ? first_chunk_size : chunk_size;
+        const size_t size = std::max<size_t>(usual, length);
+        chunks_.push_back({std::make_unique_for_overwrite<char[]>(size), 0, size});
     }
     chunk &last = chunks_.back();
     std::memcpy(last.bytes.get() + last.used, instance_.data(), length);

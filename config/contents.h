@@ -73,8 +73,8 @@ class config_contents final : public xml_receiver {
     unsigned depth_ = 0;
     std::unordered_map<std::string, uint32_t> numbers_;
     std::vector<const std::string *> names_;
-    std::array<uint32_t, 64> recent_{}; // numbers of names, by the address at which each was seen
-    std::string instance_;              // being read
+    std::array<uint32_t, 256> recent_{}; // numbers of names, by the address at which each was seen
+    std::string instance_;               // being read
     content content_ = content::nothing;
     size_t text_at_ = 0; // in instance_
     std::deque<chunk> chunks_;

@@ -61,7 +61,7 @@ int write_image(const vesk::config_paths &files, size_t length)
     body.resize(std::min(body.size(), length));
     const std::string header = vesk::format_text(
         vesk::any_length, "Version: 1\nLength: %zu\nMD5sum: %s\n\n", length, digest.c_str());
-    if (vesk::replace_file(files.default_image, header + body, nullptr))
+    if (vesk::replace_file(files.default_image, header + body))
         return vesk::error("Can't open %s.\n", files.default_image);
     return 0;
 }

@@ -152,7 +152,7 @@ int unpack_default(const config_paths &files)
         vesk_debug_eprintf("%s failed checksum.\n", files.default_image);
         return bad_checksum;
     }
-    if (const auto failure = replace_file(files.startup, verified, nullptr))
+    if (const auto failure = replace_file(files.startup, verified))
         vesk_debug_eprintf("vesk_config_cp: Can't open %s\n", files.startup);
     sync();
     return 0;
@@ -172,7 +172,7 @@ bool copy_file(const char *from, const char *to)
         vesk_debug_eprintf("vesk_config_cp: Can't open %s\n", from);
         return false;
     }
-    if (replace_file(to, text, nullptr)) {
+    if (replace_file(to, text)) {
         vesk_debug_eprintf("vesk_config_cp: Can't open %s\n", to);
         return false;
     }

@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <cstring>
 #include <ctime>
-#include <fcntl.h>
 #include <memory>
 #include <string>
 #include <sys/stat.h>
@@ -15,6 +14,7 @@
 #include "base/or_on_oom.h"
 #include "base/text.h"
 #include "base/xml.h"
+#include "base/xml_file.h"
 #include "config/class_name.h"
 #include "config/contents.h"
 #include "config/paths.h"
@@ -33,47 +33,7 @@ using vesk::instance_element;
 using vesk::instance_ptr;
 
 constexpr int read_attempts = 3;
-constexpr size_t piece_size = size_t{64} * 1024;
 constexpr timespec attempt_pause = {0, 100'000'000};
-
-/** A file, read piece by piece. */
-class file_source final : public vesk::xml_source_text {
-  public:
-    explicit file_source(const char *path) : fd_{open(path, O_RDONLY | O_CLOEXEC)}
-    {
-        if (!fd_) failed_ = errno;
-    }
-
-    /** 0, or the errno of what failed. */
-    int failed() const { return failed_; }
-
-    int read(char *buffer, int size) override
-    {
-        if (at_ == end_ && !refill()) return failed_ ? -1 : 0;
-        const size_t length = std::min(end_ - at_, static_cast<size_t>(size));
-        std::memcpy(buffer, buffer_.get() + at_, length);
-        at_ += length;
-        return static_cast<int>(length);
-    }
-
-  private:
-    bool refill()
-    {
-        ssize_t got = -1;
-        while ((got = ::read(fd_.get(), buffer_.get(), piece_size)) < 0 && errno == EINTR) {
-        }
-        if (got < 0) failed_ = errno;
-        at_ = 0;
-        end_ = got > 0 ? static_cast<size_t>(got) : 0;
-        return got > 0;
-    }
-
-    vesk::unique_fd fd_;
-    int failed_ = 0;
-    std::unique_ptr<char[]> buffer_{new char[piece_size]};
-    size_t at_ = 0;
-    size_t end_ = 0;
-};
 
 /** Reads a file through a tree. The same answers as read_contents(). */
 int read_through_tree(const char *path, config_contents &contents, bool &is_good)
@@ -91,7 +51,7 @@ int read_contents(const char *path, config_contents &contents, bool &is_good)
 {
     contents.clear();
     is_good = false;
-    file_source source{path};
+    vesk::xml_file source{path};
     if (source.failed()) return source.failed();
     const auto end = vesk::stream_xml(source, contents);
     if (source.failed()) return source.failed();

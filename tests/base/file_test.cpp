@@ -92,7 +92,7 @@ class ReplaceFile : public ::testing::Test {
 
 TEST_F(ReplaceFile, WritesANewFileForItsOwnerOnly)
 {
-    EXPECT_FALSE(vesk::replace_file(path.c_str(), "new", nullptr));
+    EXPECT_FALSE(vesk::replace_file(path.c_str(), "new"));
     EXPECT_EQ(text_of(path), "new");
     EXPECT_EQ(fs::status(path).permissions(), fs::perms{0600});
 }
@@ -101,7 +101,7 @@ TEST_F(ReplaceFile, KeepsTheModeOfTheOldFile)
 {
     write_old();
     fs::permissions(path, fs::perms{0640});
-    EXPECT_FALSE(vesk::replace_file(path.c_str(), "new", nullptr));
+    EXPECT_FALSE(vesk::replace_file(path.c_str(), "new"));
     EXPECT_EQ(fs::status(path).permissions(), fs::perms{0640});
 }
 
@@ -109,7 +109,7 @@ TEST_F(ReplaceFile, ReplacesWhatASymbolicLinkLeadsTo)
 {
     write_old();
     fs::create_symlink(path, folder / "link");
-    EXPECT_FALSE(vesk::replace_file((folder / "link").c_str(), "new", nullptr));
+    EXPECT_FALSE(vesk::replace_file((folder / "link").c_str(), "new"));
     EXPECT_EQ(text_of(path), "new");
     EXPECT_TRUE(fs::is_symlink(folder / "link"));
 }
@@ -119,7 +119,7 @@ TEST_F(ReplaceFile, IsNotFooledByALinkInThePlaceOfTheNewFile)
     write_old();
     std::ofstream{folder / "victim"} << "untouched";
     fs::create_symlink(folder / "victim", folder / "config.xml.new");
-    EXPECT_FALSE(vesk::replace_file(path.c_str(), "new", nullptr));
+    EXPECT_FALSE(vesk::replace_file(path.c_str(), "new"));
     EXPECT_EQ(text_of(folder / "victim"), "untouched");
 }
 
@@ -130,7 +130,7 @@ TEST_F(ReplaceFile, KeepsTheOldFileWhateverStepFails)
             write_old();
             calls.clear();
             failing = {{function, call}};
-            const auto failure = vesk::replace_file(path.c_str(), "brand new", nullptr);
+            const auto failure = vesk::replace_file(path.c_str(), "brand new");
             const bool was_reached = calls[function] >= call;
             failing.clear();
             if (!was_reached) {
@@ -146,20 +146,31 @@ TEST_F(ReplaceFile, KeepsTheOldFileWhateverStepFails)
         }
 }
 
+/** Writes "new", and finds that it is something else. */
+class refused_contents final : public vesk::file_contents {
+  public:
+    int write(int fd) const override { return vesk::write_all(fd, "new"); }
+
+    vesk::replace_failure verify(const char *path) const override
+    {
+        std::string written;
+        EXPECT_EQ(vesk::read_file(path, written), 0);
+        EXPECT_EQ(written, "new");
+        return {"check", 0};
+    }
+};
+
 TEST_F(ReplaceFile, KeepsTheOldFileWhenTheCheckRefusesTheNewOne)
 {
     write_old();
-    const auto refuse = [](const std::string &written) {
-        EXPECT_EQ(written, "new");
-        return false;
-    };
-    EXPECT_STREQ(vesk::replace_file(path.c_str(), "new", refuse).step, "check");
+    EXPECT_STREQ(vesk::replace_file(path.c_str(), refused_contents{}).step, "check");
     EXPECT_EQ(text_of(path), "old");
+    EXPECT_FALSE(fs::exists(folder / "config.xml.new"));
 }
 
 TEST_F(ReplaceFile, ReportsAFolderThatIsMissing)
 {
-    const auto failure = vesk::replace_file((folder / "none/file").c_str(), "new", nullptr);
+    const auto failure = vesk::replace_file((folder / "none/file").c_str(), "new");
     EXPECT_STREQ(failure.step, "create");
     EXPECT_EQ(failure.error, ENOENT);
 }
@@ -167,7 +178,7 @@ TEST_F(ReplaceFile, ReportsAFolderThatIsMissing)
 TEST_F(ReplaceFile, WritesAllOfALargeText)
 {
     const std::string large(3'000'001, 'x');
-    EXPECT_FALSE(vesk::replace_file(path.c_str(), large, nullptr));
+    EXPECT_FALSE(vesk::replace_file(path.c_str(), large));
     EXPECT_EQ(text_of(path), large);
 }
 
