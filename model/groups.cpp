@@ -256,6 +256,7 @@ void merge_groups(vesk_instances_class &copy)
     group_order &order = *copy.groups;
     base.links.resize(copy.end(), {0, no_place});
     for (instance_group &group : order.groups) {
+        const uint32_t first = group.first;
         uint32_t number = group.base_group;
         if (number != no_place) {
             instance_group &known = base.groups[number];
@@ -273,7 +274,7 @@ void merge_groups(vesk_instances_class &copy)
         } else {
             continue;
         }
-        for (uint32_t at = group.first; at != no_place;) {
+        for (uint32_t at = first; at != no_place;) {
             const group_link own = order.links[at - copy.first_own];
             base.links[at] = {number, own.next};
             at = own.next;
