@@ -1,4 +1,5 @@
-# /usr/sbin/vesk, the headers, and what a plug-in build looks for: vesk.pc and a CMake package.
+# /usr/sbin/vesk, the headers, and what a plug-in build looks for: vesk.pc and a CMake package; and
+# /usr/bin/veskctl.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS vesk DESTINATION sbin)
@@ -18,3 +19,7 @@ write_basic_package_version_file(vesk-config-version.cmake COMPATIBILITY SameMaj
 install(FILES ${PROJECT_BINARY_DIR}/vesk-config.cmake
               ${PROJECT_BINARY_DIR}/vesk-config-version.cmake
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vesk)
+
+if(VESK_CLIENTS)
+  install(TARGETS veskctl DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()

@@ -1,0 +1,1 @@
+from support import fresh_system, pytest_runtest_makereport  # noqa: F401
