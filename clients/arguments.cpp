@@ -136,6 +136,7 @@ class command_line {
             ->check(CLI::Range(1U, 86400U).description(""));
         for (const command &known : commands)
             add(known);
+        add_completion();
         app_.footer("See veskctl(1).");
     }
 
@@ -207,6 +208,15 @@ class command_line {
             ->check(CLI::IsMember({"table", "xml", "json"}).description(""));
     }
 
+    /** For the scripts of the shells: nothing that a user types. */
+    void add_completion()
+    {
+        CLI::App *added = app_.add_subcommand("complete", "")->group("");
+        added->add_option(words_name, unused_, "")->expected(0, any_number);
+        added->add_option("--line", parsed_.line, "");
+        added->add_option("--breaks", parsed_.breaks, "");
+    }
+
     CLI::App app_{"Reads and changes the configuration of the device.", "veskctl"};
     arguments parsed_;
     std::vector<std::string> unused_; // the words themselves are taken as they stand
@@ -241,6 +251,7 @@ arguments argument_parser::parse(std::vector<std::string> words)
     unshield(parsed.name);
     unshield(parsed.where);
     unshield(parsed.origin);
+    unshield(parsed.line);
     return parsed;
 }
 

@@ -18,6 +18,8 @@ struct arguments {
     std::optional<std::string> where;
     std::optional<format> output; // none: what is usual for the command
     std::optional<std::string> origin;
+    std::optional<std::string> line; // for complete: what is typed so far
+    std::string breaks;              // for complete: where bash begins a word anew
     bool dry_run = false;
     bool as_default = false;
     bool rescue = false;

@@ -29,6 +29,7 @@ void reset(session &with);
 void inform(session &with);
 void schema(session &with);
 void watch(session &with);
+void complete(session &with);
 
 /** The content of a file, or of the standard input for "-". */
 std::string read_input(const std::string &file);

@@ -22,9 +22,10 @@ struct runner {
 };
 
 constexpr runner runners[] = {
-    {"show", show},   {"set", change},    {"add", change},      {"delete", change},
-    {"apply", apply}, {"raw", raw},       {"startup", startup}, {"save", save},
-    {"reset", reset}, {"schema", schema}, {"watch", watch},     {"inform", inform},
+    {"show", show},         {"set", change},    {"add", change},      {"delete", change},
+    {"apply", apply},       {"raw", raw},       {"startup", startup}, {"save", save},
+    {"reset", reset},       {"schema", schema}, {"watch", watch},     {"inform", inform},
+    {"complete", complete},
 };
 
 void run(const arguments &given)

@@ -1,5 +1,5 @@
 # /usr/sbin/vesk, the headers, and what a plug-in build looks for: vesk.pc and a CMake package; and
-# /usr/bin/veskctl.
+# /usr/bin/veskctl with its completions.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS vesk DESTINATION sbin)
@@ -22,4 +22,10 @@ install(FILES ${PROJECT_BINARY_DIR}/vesk-config.cmake
 
 if(VESK_CLIENTS)
   install(TARGETS veskctl DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(FILES clients/completion/veskctl.bash
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME veskctl)
+  install(FILES clients/completion/_veskctl
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
+  install(FILES clients/completion/veskctl.fish
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
 endif()
