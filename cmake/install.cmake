@@ -1,5 +1,5 @@
 # /usr/sbin/vesk, the headers, and what a plug-in build looks for: vesk.pc and a CMake package; and
-# /usr/bin/veskctl with its completions.
+# /usr/bin/veskctl with its manual and completions.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS vesk DESTINATION sbin)
@@ -22,6 +22,7 @@ install(FILES ${PROJECT_BINARY_DIR}/vesk-config.cmake
 
 if(VESK_CLIENTS)
   install(TARGETS veskctl DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(FILES docs/man/veskctl.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
   install(FILES clients/completion/veskctl.bash
           DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME veskctl)
   install(FILES clients/completion/_veskctl

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # What an installation lays out of veskctl: the program, small and content with libraries that the daemon
-# needs anyway, and the completions where the shells look for them.
+# needs anyway, its manual, and the completions where the shells look for them.
 #
 #   package.sh BUILD_DIR
 set -euo pipefail
@@ -12,6 +12,7 @@ trap 'rm -rf "$stage"' EXIT
 
 DESTDIR=$stage cmake --install "$build" >/dev/null
 cd "$stage/usr"
+test -f share/man/man1/veskctl.1
 test -f share/bash-completion/completions/veskctl
 test -f share/zsh/vendor-completions/_veskctl
 test -f share/fish/vendor_completions.d/veskctl.fish

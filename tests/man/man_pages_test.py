@@ -9,7 +9,7 @@ from page import MANUAL, ROOT, section, source
 from support import Daemon, read
 
 PAGES = sorted(page.name for page in MANUAL.iterdir())
-OURS = ("vesk", "vesk-plugin", "vesk-config", "vesk-lsql")
+OURS = ("vesk", "vesk-plugin", "vesk-config", "vesk-lsql", "veskctl")
 
 
 @pytest.mark.parametrize("page", PAGES)
