@@ -16,7 +16,13 @@ from xml.etree import ElementTree
 from support import (DEFAULT_FILE, PLUGIN_DIR, RESCUE_FILE, install_plugin, lsql, read, remove,
                      write_config)
 
-REFERENCE = Path(__file__).resolve().parents[2] / "reference"
+CHECKOUT = Path(__file__).resolve().parents[2]
+BUILT = Path(os.environ["VESK_BINARY"]).parent / "reference"
+# Those of a build, or installed ones.
+BUILT_PLUGINS = Path(os.environ.get("VESK_REFERENCE_PLUGINS", BUILT / "plugins"))
+INSTALLED = os.environ.get("VESK_REFERENCE_FILES")
+REFERENCE = Path(INSTALLED or CHECKOUT / "reference")
+DEFAULT_IMAGE = Path(INSTALLED or BUILT) / "defaultconfig.xml"
 PLUGINS = ("audit", "config", "dhcp", "dns_server", "interface", "mac_filter", "radio", "schema",
            "ssid", "system", "user")
 CLASSES = ("system", "audit", "user", "interface", "radio", "ssid", "mac_filter", "dns_server",
@@ -33,12 +39,11 @@ WRITTEN = (AUDIT, OLDER_AUDIT, Path("/etc/hostname"), Path("/etc/timezone"), Pat
 
 def install(config=None, plugins=PLUGINS):
     """A device as it leaves the factory, but for a startup file: the given one, or config.xml."""
-    built = Path(os.environ["VESK_BINARY"]).parent / "reference"
     for path in (*PLUGIN_DIR.iterdir(), *WRITTEN, FOLDER, DNSMASQ_LOG, Path("/var/run/dnsmasq.leases")):
         remove(path)
     for name in plugins:
-        install_plugin(built / f"plugins/{name}.so")
-    DEFAULT_FILE.write_bytes((built / "defaultconfig.xml").read_bytes())
+        install_plugin(BUILT_PLUGINS / f"{name}.so")
+    DEFAULT_FILE.write_bytes(DEFAULT_IMAGE.read_bytes())
     RESCUE_FILE.write_bytes((REFERENCE / "rescueconfig.xml").read_bytes())
     write_config(config or (REFERENCE / "config.xml").read_text())
     plug_in()
