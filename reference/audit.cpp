@@ -31,7 +31,7 @@ std::string quoted(const char *text)
     for (; *text; ++text) {
         char escaped[5];
         if (static_cast<unsigned char>(*text) < 0x20 || *text == 0x7f)
-            std::snprintf(escaped, sizeof escaped, "\\x%02x", static_cast<unsigned>(*text));
+            std::snprintf(escaped, sizeof escaped, "\\x%02x", static_cast<unsigned char>(*text));
         else
             std::snprintf(escaped, sizeof escaped, strchr("\"\\", *text) ? "\\%c" : "%c", *text);
         result += escaped;
