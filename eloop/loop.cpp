@@ -12,7 +12,6 @@
 #include <list>
 #include <sys/select.h>
 #include <sys/syscall.h>
-#include <sys/times.h>
 #include <unistd.h>
 #include <vector>
 
@@ -62,8 +61,6 @@ struct loop {
     std::list<timeout> timeouts; // sorted by due time
     std::list<timeout> spare;    // at most one entry, of a timeout that has run
     long ticks_per_second = 100;
-    timespec ticks_read{}; // when the ticks were looked at last
-    uint32_t ticks = 0;    // at that time
     std::vector<signal_entry> signals;
     vesk::linked<vesk::task> tasks;
     unsigned pass = 0;
@@ -92,22 +89,19 @@ void limit_wait(long seconds, long nanoseconds)
     wait_limit.nanoseconds = nanoseconds;
 }
 
+/**
+ * Ticks since some point, by the clock that moves when the kernel's ticks do and that costs nothing
+ * to look at. times() counts the same ticks, but on some machines its last results before a wrap
+ * look like errors, and the library makes other numbers of them: for eleven seconds, five minutes
+ * after each boot.
+ */
 uint32_t ticks_now()
 {
-    return static_cast<uint32_t>(times(nullptr)); // Linux takes null, and then adds up no usage
-}
-
-/** The same without a system call: the ticks stand still as long as the coarse clock does. */
-uint32_t recent_ticks()
-{
     timespec now{};
-    timespec &read = state().ticks_read;
-    const bool known = clock_gettime(CLOCK_MONOTONIC_COARSE, &now) == 0;
-    if (!known || now.tv_nsec != read.tv_nsec || now.tv_sec != read.tv_sec) {
-        state().ticks = ticks_now();
-        read = now;
-    }
-    return state().ticks;
+    if (clock_gettime(CLOCK_MONOTONIC_COARSE, &now) != 0) clock_gettime(CLOCK_MONOTONIC, &now);
+    const auto rate = static_cast<uint32_t>(state().ticks_per_second);
+    return static_cast<uint32_t>(now.tv_sec) * rate +
+           static_cast<uint32_t>(now.tv_nsec) / (1000000000 / rate);
 }
 
 /** How far a lies behind b; negative when it is earlier. Right across a wrap. */
@@ -185,7 +179,7 @@ void limit_wait()
     if (timeouts.empty()) {
         limit_wait(a_day, 0);
     } else {
-        const long wait = std::max(ticks_between(timeouts.front().due, recent_ticks()), 0);
+        const long wait = std::max(ticks_between(timeouts.front().due, ticks_now()), 0);
         limit_wait(wait / ticks, (wait % ticks) * (1000000 / ticks) * 1000);
     }
     if (pending || state().tasks.first) limit_wait(0, 0); // the last look at the count
@@ -209,7 +203,7 @@ int wait_for_events()
 void run_first_timeout()
 {
     auto &timeouts = state().timeouts;
-    if (timeouts.empty() || ticks_between(timeouts.front().due, recent_ticks()) > 0) return;
+    if (timeouts.empty() || ticks_between(timeouts.front().due, ticks_now()) > 0) return;
     const timeout due = timeouts.front();
     // The entry is at hand for a handler that registers itself again: that must not need memory.
     auto &spare = state().spare;
