@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include <fcntl.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -278,6 +279,15 @@ TEST_F(UtilDirWalk, FollowsLinks)
     write("real/stats", "");
     fs::create_directory_symlink(path("real"), path("link"));
     EXPECT_EQ(walk(path("*/stats")), (meetings{{"link/stats", "link "}, {"real/stats", "real "}}));
+}
+
+TEST_F(UtilDirWalk, TakesFilesOfAnyDate)
+{
+    constexpr timespec year_2096{4'000'000'000, 0}; // more than 32 bits can say
+    constexpr timespec times[] = {year_2096, year_2096};
+    const std::string file = write("file", "");
+    ASSERT_EQ(utimensat(AT_FDCWD, file.c_str(), times, 0), 0);
+    EXPECT_EQ(walk(file), (meetings{{"file", ""}}));
 }
 
 TEST_F(UtilDirWalk, AStarIsEachEntry)
@@ -558,6 +568,16 @@ TEST_F(UtilAddLineFromProc, WritesNothingWithoutRoom)
         vesk_util_add_line_from_proc(out + 1, size, file.c_str(), "p ", names.data());
         EXPECT_EQ((std::string{out, 3}), "xyz") << size;
     }
+}
+
+TEST_F(UtilAddLineFromProc, ReadsTheBeginningOfAFileOfAnySize)
+{
+    const std::string file = write("file", "a=1\n");
+    fs::resize_file(file, 5'000'000'000U); // more than 32 bits can say; it takes no room
+    char out[20] = "";
+    const char *names[] = {"a", nullptr};
+    vesk_util_add_line_from_proc(out, sizeof out, file.c_str(), "", names);
+    EXPECT_STREQ(out, "1\n");
 }
 
 TEST_F(UtilAddLineFromProc, TouchesNothingBeforeItsRoom)

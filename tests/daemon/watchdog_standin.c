@@ -128,26 +128,34 @@ DEFINE_OPENAT(openat64)
 DEFINE_FORTIFIED_OPEN(__open_2)
 DEFINE_FORTIFIED_OPEN(__open64_2)
 
-EXPORT int ioctl(int fd, unsigned long request, ...)
+#define DEFINE_IOCTL(name)                                                                         \
+    EXPORT int name(int fd, unsigned long request, ...);                                           \
+    int name(int fd, unsigned long request, ...)                                                   \
+    {                                                                                              \
+        static int (*next)(int, unsigned long, ...);                                               \
+        va_list arguments;                                                                         \
+        va_start(arguments, request);                                                              \
+        void *argument = va_arg(arguments, void *);                                                \
+        va_end(arguments);                                                                         \
+        if (fd >= 0 && fd == device && feed_device(request, argument)) return 0;                   \
+        find_next(&next, #name);                                                                   \
+        return next(fd, request, argument);                                                        \
+    }
+
+/* Whether it is one of the two requests that the device takes. */
+static int feed_device(unsigned long request, const void *argument)
 {
-    static int (*next)(int, unsigned long, ...);
-    char seconds[16];
-    va_list arguments;
-    va_start(arguments, request);
-    void *argument = va_arg(arguments, void *);
-    va_end(arguments);
-    if (fd >= 0 && fd == device && request == WDIOC_SETTIMEOUT) {
-        const int size = snprintf(seconds, sizeof seconds, "%d", *(const int *)argument);
-        record("settimeout", seconds, (size_t)size);
+    char seconds[16] = "";
+    if (request == WDIOC_SETTIMEOUT)
+        snprintf(seconds, sizeof seconds, "%d", *(const int *)argument);
+    else if (request != WDIOC_KEEPALIVE)
         return 0;
-    }
-    if (fd >= 0 && fd == device && request == WDIOC_KEEPALIVE) {
-        record("keepalive", "", 0);
-        return 0;
-    }
-    find_next(&next, "ioctl");
-    return next(fd, request, argument);
+    record(*seconds ? "settimeout" : "keepalive", seconds, strlen(seconds));
+    return 1;
 }
+
+DEFINE_IOCTL(ioctl)
+DEFINE_IOCTL(__ioctl_time64) /* what a build with wide times calls on a 32-bit machine */
 
 EXPORT ssize_t write(int fd, const void *data, size_t size)
 {

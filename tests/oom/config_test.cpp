@@ -372,10 +372,16 @@ void __wrap_sync();
 int __wrap_fsync(int fd);
 
 int __wrap_nanosleep(const timespec *, timespec *);
+int __wrap___nanosleep64(const timespec *, timespec *); // its name on a 32-bit machine
 
 void __wrap_sync() {}
 
 int __wrap_nanosleep(const timespec *, timespec *)
+{
+    return 0;
+}
+
+int __wrap___nanosleep64(const timespec *, timespec *)
 {
     return 0;
 }
