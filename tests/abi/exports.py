@@ -14,6 +14,7 @@ DEFINED_BY_PLUGINS = {"vesk_plugin_init"}
 # What the linker and the runtimes of C, C++ and the sanitizers put there.
 RUNTIME = re.compile(r"""
     _init | _fini | _start | main | _edata | _end | _IO_stdin_used | __bss_start | (__)?data_start
+    | __start | _f(text|data|bss) | __RLD_MAP  # on MIPS
     | __dso_handle | std(in|out|err) | environ | _Z.*(St|__gnu_cxx|__cxxabiv1).* | _Z(n|d)[wa].*
     | __(odr_)?(asan|ubsan|lsan|sanitizer|gxx|cxa)_.* | __odr_asan\..* | DW\.ref\..*
 """, re.VERBOSE)

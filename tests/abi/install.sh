@@ -8,6 +8,8 @@ set -euo pipefail
 build=$1
 stage=$(mktemp -d)
 trap 'rm -rf "$stage"' EXIT
+# For the machine of the build.
+mapfile -t machine < <(sed -nE 's/^(CMAKE_TOOLCHAIN_FILE|VESK_CROSS_PREFIX):[A-Z]+=/-D\1=/p' "$build/CMakeCache.txt")
 
 DESTDIR=$stage/root cmake --install "$build" >/dev/null
 test -x "$stage/root/usr/sbin/vesk"
@@ -33,7 +35,7 @@ cat >"$stage/plugin/hello.c" <<'END'
 #include <vesk/vesk.h>
 void vesk_plugin_init(void) { vesk_debug_printf("hello\n"); }
 END
-cmake -S "$stage/plugin" -B "$stage/plugin/build" -G Ninja \
+cmake -S "$stage/plugin" -B "$stage/plugin/build" -G Ninja "${machine[@]}" \
     -Dvesk_DIR="$(dirname "$(find "$stage/root/usr" -name vesk-config.cmake)")" >/dev/null
 cmake --build "$stage/plugin/build" >/dev/null
 nm -D --defined-only "$stage/plugin/build/libhello.so" | grep -q ' T vesk_plugin_init$'

@@ -8,10 +8,12 @@ set -euo pipefail
 build=$1
 stage=$(mktemp -d)
 trap 'rm -rf "$stage"' EXIT
+# For the machine of the build.
+mapfile -t machine < <(sed -nE 's/^(CMAKE_TOOLCHAIN_FILE|VESK_CROSS_PREFIX):[A-Z]+=/-D\1=/p' "$build/CMakeCache.txt")
 
 DESTDIR=$stage/root cmake --install "$build" >/dev/null
 cp -r "$2" "$stage/reference"
-cmake -S "$stage/reference" -B "$stage/build" -G Ninja -DCMAKE_BUILD_TYPE=Release \
+cmake -S "$stage/reference" -B "$stage/build" -G Ninja -DCMAKE_BUILD_TYPE=Release "${machine[@]}" \
     -Dvesk_DIR="$(dirname "$(find "$stage/root/usr" -name vesk-config.cmake)")" >/dev/null
 cmake --build "$stage/build" >/dev/null
 
