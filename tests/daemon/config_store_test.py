@@ -2,7 +2,6 @@
 
 import os
 import stat
-import struct
 from pathlib import Path
 
 import pytest
@@ -10,7 +9,8 @@ import pytest
 from access_point import (assert_answers, commits, config, counts, dataset, radio, result, select,
                           start, startup)
 from support import (CONSOLE, DEFAULT_FILE, RESCUE_FILE, STARTUP_FILE, Daemon, connect_unix, inform,
-                     install_plugin, log, lsql, read, receive_all, write_config, write_script)
+                     install_plugin, log, lsql, pack, read, receive_all, write_config,
+                     write_script)
 
 READY = "vesk: Initialization complete.\r\n"
 BAD_FILE = STARTUP_FILE.with_name("config.xml.bad")
@@ -405,7 +405,7 @@ def test_bytes_that_xml_cannot_hold_do_not_spoil_the_file():
 def set_raw(name, value):
     text = b"object=set&name=r0&property=" + name + b"&value=" + value
     with connect_unix("vesk_sock_inform") as client:
-        client.sendall(struct.pack("=II", 0, len(text)) + text)
+        client.sendall(pack("II", 0, len(text)) + text)
         assert receive_all(client) == b"OK\n"
 
 

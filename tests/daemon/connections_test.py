@@ -3,7 +3,6 @@
 import re
 import signal
 import socket
-import struct
 import threading
 import time
 from contextlib import contextmanager
@@ -14,7 +13,7 @@ from access_point import (CHECK, assert_answers, counts, dataset, error, radio, 
                           start, startup)
 from support import (DELIMITER, TIMEOUT, LsqlTcp, Messages, NotifyClient, abstract_address,
                      connect_tcp, connect_unix, has_input, inform, inform_message, log, lsql,
-                     process_status, receive_all, wait_until, watchdog_events)
+                     pack, process_status, receive_all, wait_until, watchdog_events)
 
 ANSWER = result(dataset('<radio name="r0"><state>up</state></radio>'), counts(0, 1))
 
@@ -34,7 +33,7 @@ def local(data, half_close=True):
 
 def prefixed(text, length=None):
     data = text.encode()
-    return struct.pack("=I", len(data) if length is None else length) + data
+    return pack("I", len(data) if length is None else length) + data
 
 
 # ---- The local socket ----------------------------------------------------------------------------

@@ -12,7 +12,8 @@ import sys
 from pathlib import Path
 
 from example_device import install
-from support import STARTUP_FILE, TIMEOUT, Daemon, inform, lsql, read, wait_until, write_config
+from support import (BYTE_ORDER, STARTUP_FILE, TIMEOUT, Daemon, inform, lsql, read, wait_until,
+                     write_config)
 
 CHECKOUT = Path(__file__).resolve().parents[2]
 LONGEST_CLIENT = 10  # lines
@@ -40,7 +41,8 @@ def start_example():
 
 
 def start_client(source):
-    """A client whose output goes to PRINTED."""
+    """A client whose output goes to PRINTED. Its machine is that of the daemon."""
+    source = source.replace('pack("=', f'pack("{BYTE_ORDER}')
     with PRINTED.open("w") as output:
         return subprocess.Popen([sys.executable, "-u", "-c", source], stdout=output)
 

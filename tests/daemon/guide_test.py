@@ -6,8 +6,8 @@ from pathlib import Path
 
 import pytest
 
-from support import PLUGIN_DIR, Daemon, NotifyClient, inform, is_alive, log, lsql, read, \
-    wait_until, write_config
+from support import PLUGIN_DIR, Daemon, NotifyClient, compile_plugin, inform, is_alive, log, lsql, \
+    read, wait_until, write_config
 
 ROOT = Path(__file__).resolve().parents[2]
 GUIDE = (ROOT / "docs/plugins.md").read_text()
@@ -19,8 +19,7 @@ CONFIG = """<config><beacon name="b1"><host>192.0.2.1</host><interval>5</interva
 def plug_in(tmp_path):
     (tmp_path / "beacon.c").write_text("".join(re.findall(r"```c\n(.*?)```", GUIDE, re.DOTALL)))
     command = re.search(r"^    (cc .*)$", GUIDE, re.MULTILINE)[1]
-    subprocess.run([*command.replace("-I include", f"-I {ROOT}/include").split(), "-std=c99",
-                    "-Wall", "-Wextra", "-Werror"], cwd=tmp_path, check=True)
+    compile_plugin(command, "-std=c99", "-Wall", "-Wextra", "-Werror", cwd=tmp_path)
     (PLUGIN_DIR / "beacon.so").write_bytes((tmp_path / "beacon.so").read_bytes())
     write_config(CONFIG)
 

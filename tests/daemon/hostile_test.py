@@ -10,7 +10,7 @@ import pytest
 
 from access_point import CHECK, assert_answers, config, counts, dataset, radio, result, start
 from support import (DEFAULT_FILE, DELIMITER, RESCUE_FILE, STARTUP_FILE, TIMEOUT, Daemon,
-                     abstract_address, connect_tcp, inform, install_plugin, lsql, wait_until)
+                     abstract_address, connect_tcp, inform, install_plugin, lsql, pack, wait_until)
 
 SEED = 20261121
 ANSWER = result(dataset('<radio name="r0"><state>up</state></radio>'), counts(0, 1))
@@ -69,8 +69,8 @@ def throw(kind, data):
 
 def framed(kind, data):
     """The bytes as the socket takes them."""
-    return {"local": struct.pack("=I", len(data)) + data,
-            "inform": struct.pack("=II", 0, len(data)) + data,
+    return {"local": pack("I", len(data)) + data,
+            "inform": pack("II", 0, len(data)) + data,
             "tcp": data + DELIMITER, "notify": data}[kind]
 
 
@@ -194,9 +194,9 @@ def test_clients_that_vanish(kind):
                                     0xfffffffe, 0xffffffff])
 def test_promised_lengths(prefix):
     daemon = start(radio())
-    for data in (struct.pack("=I", prefix), struct.pack("=I", prefix) + CHECK.encode()):
+    for data in (pack("I", prefix), pack("I", prefix) + CHECK.encode()):
         throw("local", data)
-        throw("inform", struct.pack("=I", 0) + data)
+        throw("inform", pack("I", 0) + data)
     check_alive()
     assert daemon.runs()
 

@@ -1,12 +1,11 @@
 """Inform messages and their one-line answers."""
 
 import socket
-import struct
 
 import pytest
 
 from access_point import assert_answers, commits, radio, start
-from support import (connect_unix, inform, inform_message, log, read, receive_all, wait_until)
+from support import (connect_unix, inform, inform_message, log, pack, read, receive_all, wait_until)
 
 OK = "OK\n"
 NO_OBJECT = "ERR no object parameter\n"
@@ -134,19 +133,19 @@ def test_text_ends_at_a_nul():
 
 def test_length_of_zero_gets_no_reply():
     start(radio())
-    assert raw(struct.pack("=II", 0, 0), half_close=False) == b""
+    assert raw(pack("II", 0, 0), half_close=False) == b""
     assert_answers()
 
 
 def test_length_longer_than_the_message_dispatches_what_arrived():
     start(radio())
-    assert raw(struct.pack("=II", 0, 1000) + b"object=radio&state=up") == OK.encode()
+    assert raw(pack("II", 0, 1000) + b"object=radio&state=up") == OK.encode()
     assert state() == "up"
 
 
 def test_length_shorter_than_the_message_cuts_it():
     start(radio())
-    assert raw(struct.pack("=II", 0, len("object=radio")) + b"object=radio&state=up") in (
+    assert raw(pack("II", 0, len("object=radio")) + b"object=radio&state=up") in (
         OK.encode(), b"")
     wait_until(lambda: state() == "(null)")
 
@@ -154,7 +153,7 @@ def test_length_shorter_than_the_message_cuts_it():
 def test_huge_length_is_harmless():
     start(radio())
     for length in (0xffffffff, 0x7fffffff, 0x80000000, 64 << 20):
-        raw(struct.pack("=II", 0, length) + b"object=radio")
+        raw(pack("II", 0, length) + b"object=radio")
         assert_answers()
 
 

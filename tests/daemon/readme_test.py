@@ -1,11 +1,10 @@
 """What the README shows is true: its plug-in compiles and works, its requests are answered so."""
 
 import re
-import subprocess
 from pathlib import Path
 
 from reference_device import install
-from support import PLUGIN_DIR, Daemon, lsql, read, write_config
+from support import PLUGIN_DIR, Daemon, compile_plugin, lsql, read, write_config
 
 ROOT = Path(__file__).resolve().parents[2]
 README = (ROOT / "README.md").read_text()
@@ -18,9 +17,7 @@ def blocks(language):
 def test_the_plug_in_compiles_and_applies_its_setting(tmp_path):
     (tmp_path / "banner.c").write_text(blocks("c")[0])
     command = re.search(r"^    (cc .*)$", README, re.MULTILINE)[1]
-    sanitize = ["-Wall", "-Wextra", "-Werror"]
-    subprocess.run([*command.replace("-I include", f"-I {ROOT}/include").split(), *sanitize],
-                   cwd=tmp_path, check=True)
+    compile_plugin(command, "-Wall", "-Wextra", "-Werror", cwd=tmp_path)
     (PLUGIN_DIR / "banner.so").write_bytes((tmp_path / "banner.so").read_bytes())
     write_config('<config><banner><greeting>Welcome</greeting></banner></config>')
     Daemon()

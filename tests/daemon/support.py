@@ -35,6 +35,7 @@ CAPTURED = Path("/run/captured")
 EMPTY_CONFIG = '<?xml version="1.0"?>\n<config/>\n'
 TIMEOUT = 20  # seconds; far more than anything here takes on a busy machine
 DELIMITER = b"\x13"
+BYTE_ORDER = os.environ.get("VESK_BYTE_ORDER", "=")  # of the daemon's machine
 SANITIZER_REPORT = re.compile(r"ERROR: AddressSanitizer|LeakSanitizer|runtime error:")
 CRASHES = {-signal.SIGSEGV, -signal.SIGABRT, -signal.SIGBUS, -signal.SIGILL, -signal.SIGFPE}
 
@@ -93,6 +94,15 @@ def install_plugin(source, name=None):
     """Copies a library, or the test plug-in called source, into the plug-in directory as name."""
     source = source if isinstance(source, Path) else built_plugin(source)
     return shutil.copy(source, PLUGIN_DIR / (name or source.name))
+
+
+def compile_plugin(command, *options, cwd):
+    """Runs the command that a document shows, with the checkout's headers and the compiler of the
+    daemon's machine."""
+    include = Path(__file__).resolve().parents[2] / "include"
+    command = command.replace("-I include", f"-I {include}").split()
+    command[0] = os.environ.get("VESK_CC", command[0])
+    subprocess.run([*command, *options], cwd=cwd, check=True)
 
 
 def watchdog_events(event=""):
@@ -182,7 +192,8 @@ class Daemon:
         environment = os.environ | extra
         options = ["detect_leaks=1", "quarantine_size_mb=64", environment.get("ASAN_OPTIONS", "")]
         if watchdog:
-            environment["LD_PRELOAD"] = os.environ["VESK_WATCHDOG_STANDIN"]
+            preload = environment.get("VESK_PRELOAD_VARIABLE", "LD_PRELOAD")
+            environment[preload] = environment["VESK_WATCHDOG_STANDIN"]
             options.append("verify_asan_link_order=0")
         environment["ASAN_OPTIONS"] = ":".join(filter(None, options))
         return environment
@@ -264,17 +275,22 @@ def receive_all(client):
     return received
 
 
+def pack(numbers, *values):
+    """Numbers as the daemon's machine has them in its memory."""
+    return struct.pack(BYTE_ORDER + numbers, *values)
+
+
 def lsql(text, timeout=TIMEOUT):
     """One request over the local socket; the answer, empty when there is none."""
     request = text.encode()
     with connect_unix("vesk_sock_lsql", timeout) as client:
-        client.sendall(struct.pack("=I", len(request)) + request)
+        client.sendall(pack("I", len(request)) + request)
         return receive_all(client).decode()
 
 
 def inform_message(parameters, version=0):
     text = parameters.encode()
-    return struct.pack("=II", version, len(text)) + text
+    return pack("II", version, len(text)) + text
 
 
 def inform(parameters, version=0, timeout=TIMEOUT):

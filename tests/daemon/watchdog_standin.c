@@ -13,6 +13,7 @@
 #include <linux/watchdog.h>
 #include <stdarg.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
@@ -24,6 +25,13 @@
 
 static int device = -1;
 static pid_t owner;
+
+/* Under an emulator the daemon's children are programs of another machine, which cannot load this.
+ */
+__attribute__((constructor)) static void hide_from_children(void)
+{
+    if (getenv("VESK_PRELOAD")) unsetenv("LD_PRELOAD");
+}
 
 /* The function of that name behind this library, once looked up kept in *function. */
 static void find_next(void *function, const char *name)

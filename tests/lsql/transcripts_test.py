@@ -4,20 +4,19 @@ Each folder is a case: config.xml is the startup file, request.xml the request w
 feed, result.xml the answer.
 """
 
-import struct
 from pathlib import Path
 
 import pytest
 
-from support import (DELIMITER, Daemon, connect_unix, connect_tcp, install_plugin, receive_all,
-                     write_config)
+from support import (DELIMITER, Daemon, connect_unix, connect_tcp, install_plugin, pack,
+                     receive_all, write_config)
 
 CASES = sorted(path.parent for path in Path(__file__).parent.glob("*/request.xml"))
 
 
 def over_the_local_socket(request):
     with connect_unix("vesk_sock_lsql") as client:
-        client.sendall(struct.pack("=I", len(request)) + request)
+        client.sendall(pack("I", len(request)) + request)
         return receive_all(client)
 
 
