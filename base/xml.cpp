@@ -91,8 +91,9 @@ bool is_within_limits(std::string_view text)
     constexpr std::string_view shortest = " a=''";
     const auto is_quote = [](char c) { return c == '"' || c == '\''; };
     static_assert(max_attributes <= max_namespaces);
+    constexpr std::ptrdiff_t few_quotes = max_attributes;
     if (text.size() > shortest.size() * max_attributes &&
-        std::count_if(text.begin(), text.end(), is_quote) > max_attributes) {
+        std::count_if(text.begin(), text.end(), is_quote) > few_quotes) {
         xml_tag_limits limits;
         limits.look_at(text);
         if (!limits.has_few_attributes() || !limits.has_few_namespaces()) return false;
