@@ -2,13 +2,12 @@
 
 import re
 import shlex
-import subprocess
 import sys
 
 import pytest
 
 from page import ROOT, only_example, plain, source
-from support import PLUGIN_DIR, Daemon, log, lsql, read
+from support import PLUGIN_DIR, Daemon, compile_plugin, log, lsql, read
 
 sys.path.insert(0, str(ROOT / "tests/abi"))
 from exports import declared  # noqa: E402
@@ -55,7 +54,7 @@ def build(folder, *arguments):
     """Compiles the example with the command of the page."""
     (folder / "banner.c").write_text(only_example(PAGE, "plug-in"))
     command = re.search(r"^\.Dl (cc .*)$", source(PAGE), re.MULTILINE)[1]
-    subprocess.run([*command.split(), *arguments], cwd=folder, check=True)
+    compile_plugin(command, *arguments, cwd=folder)
     return folder / "banner.so"
 
 
