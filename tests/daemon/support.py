@@ -363,7 +363,8 @@ class NotifyClient(Messages):
         return self.receive(timeout)
 
     def _sent_is_acknowledged(self):
-        return self._queues(self.socket.getsockname()[1], 8001) in (None, (0, 0))
+        queues = self._queues(self.socket.getsockname()[1], 8001)
+        return queues is None or queues[0] == 0
 
     def _sent_is_read(self):
         queues = self._queues(8001, self.socket.getsockname()[1])
