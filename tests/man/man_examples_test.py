@@ -5,7 +5,8 @@ import subprocess
 
 import reference_device
 from page import ROOT, examples, only_example, plain, section
-from support import DEFAULT_FILE, PLUGIN_DIR, STARTUP_FILE, Daemon, inform, log, lsql, read
+from support import (DEFAULT_FILE, STARTUP_FILE, Daemon, compile_plugin, inform, install_plugin, log,
+                     lsql, read)
 
 LSQL = "vesk-lsql.7"
 CONFIG = "vesk-config.5"
@@ -104,8 +105,8 @@ def test_a_closed_device_says_so_as_documented(tmp_path):
 def build_no_updates(folder):
     """A plug-in that closes the device to requests with an origin."""
     (folder / "closed.c").write_text(NO_UPDATES)
-    subprocess.run(["cc", "-shared", "-fPIC", f"-I{ROOT}/include", "-o",
-                    PLUGIN_DIR / "closed.so", folder / "closed.c"], check=True)
+    compile_plugin("cc -shared -fPIC -I include -o closed.so closed.c", cwd=folder)
+    install_plugin(folder / "closed.so")
 
 
 def objects(config):
