@@ -10,10 +10,11 @@ from support import TIMEOUT, Daemon, install_plugin, write_config
 
 HERE = Path(__file__).parent
 BUILD = Path(os.environ["VESK_BINARY"]).parent
-VESKCTL = BUILD / "veskctl"
+PROGRAMS = Path(os.environ.get("VESK_PROGRAMS", BUILD))
+VESKCTL = PROGRAMS / "veskctl"
 PLUGINS = BUILD / "reference/plugins"
 CONFIG = HERE / "config.xml"
-ENVIRONMENT = {"PATH": f"{BUILD}:/usr/bin:/bin", "HOME": "/root", "LC_ALL": "C.UTF-8", "TERM": "xterm",
+ENVIRONMENT = {"PATH": f"{PROGRAMS}:/usr/bin:/bin", "HOME": "/root", "LC_ALL": "C.UTF-8", "TERM": "xterm",
                "TZ": "UTC", "ASAN_OPTIONS": os.environ.get("ASAN_OPTIONS", "")}
 
 
