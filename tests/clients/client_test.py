@@ -16,8 +16,8 @@ import pytest
 
 import reference_device
 from client import ENVIRONMENT, VESKCTL, output_of, run, start
-from support import (STARTUP_FILE, TIMEOUT, Daemon, NotifyClient, abstract_address, inform,
-                     install_plugin, log, lsql, read, wait_until)
+from support import (BYTE_ORDER, STARTUP_FILE, TIMEOUT, Daemon, NotifyClient, abstract_address,
+                     inform, install_plugin, log, lsql, read, wait_until)
 
 MEGABYTE = 1024 * 1024
 COMMITTING = "/tmp/committing"
@@ -428,7 +428,7 @@ def impostor(name, *replies, pause=0):
                 return
             with client:
                 header = client.recv(4 if name == "vesk_sock_lsql" else 8, socket.MSG_WAITALL)
-                client.recv(struct.unpack("=I", header[-4:])[0], socket.MSG_WAITALL)
+                client.recv(struct.unpack(BYTE_ORDER + "I", header[-4:])[0], socket.MSG_WAITALL)
                 for reply in replies:
                     client.sendall(reply)
                     time.sleep(pause)
