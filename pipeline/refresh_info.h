@@ -13,10 +13,7 @@ struct property_selection {
     bool all = false;
     name_set names{4};
 
-    bool contains(const char *property) const
-    {
-        return all || names.contains(property);
-    }
+    bool contains(const char *property) const { return all || names.contains(property); }
 };
 
 /** What is wanted of one class. */
