@@ -4,6 +4,8 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <optional>
+#include <string>
 #include <utility>
 
 #include <ght_hash_table.h>
@@ -143,6 +145,44 @@ template <typename T> class owned_map : public name_map<T> {
     {
         return std::unique_ptr<T>{name_map<T>::remove(name)};
     }
+};
+
+/** Map from names to values that it owns, of which most have one entry: that needs no table. */
+template <typename T> class small_map {
+  public:
+    unsigned size() const { return first_ ? 1 + rest_.size() : 0; }
+
+    T *get(const char *name)
+    {
+        if (first_ && first_name_ == name) return &*first_;
+        return rest_.get(name);
+    }
+    const T *get(const char *name) const { return const_cast<small_map *>(this)->get(name); }
+
+    /** Enters what is not there yet. When memory runs out, nothing has changed. */
+    void insert(const char *name, T &&value)
+    {
+        if (!first_) {
+            first_name_ = name;
+            first_.emplace(std::move(value));
+            return;
+        }
+        auto other = std::make_unique<T>(std::move(value));
+        rest_.insert(name, other);
+    }
+
+    /** Calls visit(name, value) in the order of insertion. */
+    template <typename Visit> void for_each(Visit &&visit) const
+    {
+        if (first_) visit(first_name_.c_str(), *first_);
+        for (auto [name, value] : rest_)
+            visit(name, static_cast<const T &>(*value));
+    }
+
+  private:
+    std::string first_name_;
+    std::optional<T> first_;
+    owned_map<T> rest_{8};
 };
 
 /** Map from the addresses of objects to values that it owns. */

@@ -143,7 +143,7 @@ const char *attribute_of(const xmlNode *element, const char *name)
 {
     if (!is_element(element)) return nullptr;
     for (const xmlAttr *attribute = element->properties; attribute; attribute = attribute->next)
-        if (xmlStrEqual(attribute->name, reinterpret_cast<const xmlChar *>(name))) {
+        if (std::strcmp(reinterpret_cast<const char *>(attribute->name), name) == 0) {
             const char *text = text_of(attribute->children);
             return text ? text : "";
         }

@@ -14,6 +14,8 @@
 
 namespace {
 
+bool any_listener = false;
+
 /** Room for an instance of which nothing is known: some values of a usual length. */
 constexpr size_t usual_values = 8;
 constexpr size_t usual_text = 12;
@@ -73,6 +75,11 @@ void tell_listener(vesk_instance &instance, const char *property)
 } // namespace
 
 namespace vesk {
+
+bool has_seen_listeners()
+{
+    return any_listener;
+}
 
 uint64_t next_hook_time()
 {
@@ -218,6 +225,7 @@ int vesk_instance_set_listener(vesk_instance *instance, vesk_instance_listener l
 {
     if (!instance) return 1;
     instance->hook = {listener, listener ? data : nullptr};
+    any_listener = true;
     instance->hooked_at = vesk::next_hook_time();
     vesk::for_each_membership(*instance, [&](const vesk_instances_class &store, uint32_t) {
         store.collection->last_hooked = instance->hooked_at;

@@ -63,7 +63,14 @@ struct vesk_instance {
     /** The text of a slot's value, or null. */
     const char *value(unsigned slot) const
     {
-        const unsigned at = find(slot);
+        unsigned at = 0;
+        return value_near(slot, at);
+    }
+
+    /** The same; at is where it probably is in the table, and then where it was found. */
+    const char *value_near(unsigned slot, unsigned &at) const
+    {
+        if (at >= count || slots()[at] != slot) at = find(slot);
         return at < count ? texts[at] : nullptr;
     }
 };

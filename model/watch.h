@@ -30,6 +30,9 @@ struct instances_watch {
 /** The order in which listeners were set and watches began. */
 uint64_t next_hook_time();
 
+/** Whether any instance was ever given a listener. */
+bool has_seen_listeners();
+
 } // namespace vesk
 
 #endif

@@ -282,6 +282,15 @@ void record_property(instance_record &record, const char *property, unsigned slo
 
 } // namespace
 
+namespace vesk {
+
+bool is_unobserved(const vesk_instances &instances)
+{
+    return !instances.hook.listener && !instances.watches.first && !has_seen_listeners();
+}
+
+} // namespace vesk
+
 vesk_changes::vesk_changes(vesk_instances &observed)
     : after{&observed}, watch{instance_set,   listens_to,      before_set,      before_adding,
                               before_removal, before_disorder, collection_gone, this},

@@ -49,6 +49,10 @@ struct vesk_changes {
 
 namespace vesk {
 
+/** Whether nobody listens to a collection, so that a change set that does could not be told from
+ * none by anyone but its owner. */
+bool is_unobserved(const vesk_instances &instances);
+
 struct delete_changes {
     void operator()(vesk_changes *changes) const { vesk_changes_delete(changes); }
 };

@@ -25,15 +25,13 @@ void want(vesk_refresh_info &info, const char *class_name, const char *instance_
     }
     property_selection selection;
     what(selection);
-    auto new_entry = entry ? nullptr : std::make_unique<class_selection>();
-    class_selection &target = entry ? *entry : *new_entry;
-    if (instance_name) {
-        auto named = std::make_unique<property_selection>(std::move(selection));
-        target.named.insert(instance_name, named);
-    } else {
+    class_selection new_entry;
+    class_selection &target = entry ? *entry : new_entry;
+    if (instance_name)
+        target.named.insert(instance_name, std::move(selection));
+    else
         target.every = std::move(selection);
-    }
-    if (new_entry) info.classes.insert(class_name, new_entry);
+    if (!entry) info.classes.insert(class_name, std::move(new_entry));
 }
 
 void want_property(property_selection &selection, const char *property)
@@ -154,20 +152,20 @@ void vesk_refresh_info_print(const vesk_refresh_info *info, FILE *stream)
         std::fputs("  Null info.\n", stream);
         return;
     }
-    for (auto [class_name, entry] : info->classes) {
+    info->classes.for_each([&](const char *class_name, const class_selection &entry) {
         std::fprintf(stream, "  Class %s:\n", class_name);
-        if (entry->named.size() > 0) {
+        if (entry.named.size() > 0) {
             std::fputs("    Named instances:\n", stream);
-            for (auto [name, selection] : entry->named) {
+            entry.named.for_each([&](const char *name, const property_selection &selection) {
                 std::fprintf(stream, "      Instance %s: ", name);
-                print_selection(*selection, stream);
-            }
+                print_selection(selection, stream);
+            });
         }
-        if (entry->every) {
+        if (entry.every) {
             std::fputs("    Every instance: ", stream);
-            print_selection(*entry->every, stream);
+            print_selection(*entry.every, stream);
         }
-    }
+    });
 }
 
 void vesk_refresh_info_delete(vesk_refresh_info *info)

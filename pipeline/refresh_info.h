@@ -18,7 +18,7 @@ struct property_selection {
 
 /** What is wanted of one class. */
 struct class_selection {
-    owned_map<property_selection> named{8};
+    small_map<property_selection> named;
     std::optional<property_selection> every;
 
     /** The selection for one instance, or for every one when name is null. */
@@ -36,8 +36,10 @@ struct class_selection {
 } // namespace vesk
 
 struct vesk_refresh_info {
+    explicit vesk_refresh_info(vesk_instances *refreshed) : instances{refreshed} {}
+
     vesk_instances *instances;
-    vesk::owned_map<vesk::class_selection> classes{8};
+    vesk::small_map<vesk::class_selection> classes;
     void *data = nullptr;
 };
 

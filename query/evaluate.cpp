@@ -79,6 +79,13 @@ const xmlNode *take_where(evaluation &request, const xmlNode *operation)
     return sibling->next;
 }
 
+bool has_only_selects(const xmlNode *first)
+{
+    for (const xmlNode *operation = first; operation; operation = operation->next)
+        if (!is_named(operation, "select") && !is_named(operation, "where")) return false;
+    return true;
+}
+
 /** Evaluates one operation; errors becomes its count. Where the next starts, null after an early
  * end. */
 const xmlNode *evaluate_operation(evaluation &request, const xmlNode *operation, unsigned &errors)
@@ -129,44 +136,48 @@ vesk_instances *copy_of(vesk_instances &running)
 
 /** What a request edits: running itself, or in a write-transaction a copy of it. */
 struct edited {
-    explicit edited(bool in_transaction)
+    edited(bool in_transaction, bool only_reads)
         : transaction{in_transaction}, running{vesk_config_get_running()}
     {
         if (!running) return;
         if (transaction) copy.reset(copy_of(*running));
-        changes.reset(vesk_changes_new(target()));
-        if (!changes) throw std::bad_alloc{};
+        // Nobody gets to see the changes of a request that makes none, not even those of
+        // refreshers. But whoever listens meanwhile is to hear no more than ever.
+        const bool is_needed = !only_reads || busy_scope::depth() > 1 || !is_unobserved(*running);
+        if (is_needed) changes.emplace(*target());
     }
 
     vesk_instances *target() const { return transaction ? copy.get() : running; }
 
     /** Whether memory sufficed for all that was looked at so far. */
-    bool is_whole() const { return !changes->before.is_broken && !target()->is_broken; }
+    bool is_whole() const
+    {
+        return !(changes && changes->before.is_broken) && !target()->is_broken;
+    }
 
     bool transaction;
     vesk_instances *running;
     full_instances_ptr copy;
-    changes_ptr changes; // follows the target: goes first
+    std::optional<vesk_changes> changes; // follows the target: goes first; none to read only
 };
 
-void aim(evaluation &request, const edited &what)
+void aim(evaluation &request, edited &what)
 {
     request.target = what.target();
-    request.changes = what.changes.get();
+    request.changes = what.changes ? &*what.changes : nullptr;
 }
 
 /** The collecting pass; false when it found the request at fault. Then come the providers. */
 bool collect_and_refresh(evaluation &request, const xmlNode *first)
 {
-    const refresh_info_ptr refresh{vesk_refresh_info_new(request.target)};
-    if (!refresh) throw std::bad_alloc{};
-    request.refresh = refresh.get();
+    vesk_refresh_info refresh{request.target};
+    request.refresh = &refresh;
     unsigned errors = 0;
     for (const xmlNode *next = first; next;)
         next = evaluate_operation(request, next, errors);
     request.refresh = nullptr;
     if (errors > 0) return false;
-    vesk_providers_refresh(refresh.get());
+    vesk_providers_refresh(&refresh);
     return true;
 }
 
@@ -174,7 +185,7 @@ bool collect_and_refresh(evaluation &request, const xmlNode *first)
 void install(const evaluation &request, edited &what)
 {
     if (!what.running) return;
-    if (what.changes->incomplete) throw std::bad_alloc{};
+    if (what.changes && what.changes->incomplete) throw std::bad_alloc{};
     if (what.running != vesk_config_get_running()) {
         // A validator replaced it meanwhile; what was edited is running no more.
         vesk_debug_eprintf("Running was replaced while a request was evaluated.\n");
@@ -192,12 +203,13 @@ void evaluate_sequence(evaluation &request, const xmlNode *root)
 {
     const bool transaction = is_named(root->children, "write-transaction");
     const xmlNode *first = transaction ? root->children->children : root->children;
-    std::optional<edited> what{std::in_place, transaction};
+    const bool only_reads = !transaction && has_only_selects(first);
+    std::optional<edited> what{std::in_place, transaction, only_reads};
     aim(request, *what);
     if (!collect_and_refresh(request, first)) return request.finish();
     if (what->running != vesk_config_get_running()) {
         // A provider replaced the configuration while it refreshed: that one is to be edited.
-        what.emplace(transaction);
+        what.emplace(transaction, only_reads);
         aim(request, *what);
     }
     request.out->restart();

@@ -37,7 +37,7 @@ struct evaluation {
     unsigned touched = 0;
 
     vesk_instances *target = nullptr;     // null when nothing was ever loaded
-    vesk_changes *changes = nullptr;      // null with target
+    vesk_changes *changes = nullptr;      // null with target, and where there are only selects
     vesk_refresh_info *refresh = nullptr; // in the first, collecting pass only
     result *out = nullptr;
     c_string *copy = nullptr; // where a copy of the answer is wanted; may be null

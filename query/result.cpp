@@ -1,5 +1,6 @@
 #include "query/result.h"
 
+#include <algorithm>
 #include <charconv>
 #include <new>
 
@@ -37,12 +38,19 @@ void result::error(std::string_view message)
 
 void result::counts(unsigned errors, unsigned touched)
 {
-    char digits[16];
-    const auto text = [&](unsigned number) {
-        return std::string_view{digits, std::to_chars(digits, std::end(digits), number).ptr};
+    char text[64];
+    char *end = text;
+    const auto add = [&](std::string_view piece) {
+        end = std::copy(piece.begin(), piece.end(), end);
     };
-    element("rc", text(errors));
-    element("counter", text(touched));
+    add("<rc>");
+    end = std::to_chars(end, std::end(text), errors).ptr;
+    add("</rc><counter>");
+    end = std::to_chars(end, std::end(text), touched).ptr;
+    add("</counter>");
+    opened_ = 0; // whatever encloses it is not empty
+    out_.append(text, static_cast<size_t>(end - text));
+    check_size();
 }
 
 void result::begin_dataset()

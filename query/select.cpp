@@ -37,7 +37,8 @@ void collect(evaluation &request)
 /** One property of the instances of a class, as it is to be written. */
 struct column {
     std::string_view name;
-    unsigned slot; // no_slot: there is nothing to see
+    unsigned slot;  // no_slot: there is nothing to see
+    unsigned place; // of the value in the instance before, or a guess
 };
 
 /** Writes instances; what it takes from the class is made anew only when that changes. */
@@ -56,8 +57,9 @@ class row_writer {
         if (instance.cls != cls_ && is_proper()) make_columns(*instance.cls);
         ++request_.touched;
         request_.out->begin_instance(class_name_, instance.name);
-        for (const column &c : columns_)
-            request_.out->property(instance.cls->name, c.name, instance.value(c.slot));
+        for (column &c : columns_)
+            request_.out->property(instance.cls->name, c.name,
+                                   instance.value_near(c.slot, c.place));
         request_.out->end_instance(class_name_);
     }
 
@@ -83,7 +85,8 @@ class row_writer {
     void add_column(std::string_view name, const vesk_property *property)
     {
         const bool is_visible = property && (property->readable || request_.passive);
-        columns_.push_back({name, is_visible ? slot_of(*cls_, *property) : no_slot});
+        columns_.push_back({name, is_visible ? slot_of(*cls_, *property) : no_slot,
+                            static_cast<unsigned>(columns_.size())});
     }
 
     evaluation &request_;
