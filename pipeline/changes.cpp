@@ -3,6 +3,7 @@
 #include "pipeline/changes.h"
 
 #include <algorithm>
+#include <new>
 
 #include "base/never_destroyed.h"
 #include "base/or_on_oom.h"
@@ -81,7 +82,7 @@ instance_record &own_record(vesk_changes &changes, const vesk_instance &instance
     fresh->is_known = place_in_after(changes, instance).store != nullptr;
     if (fresh->is_known) *fresh = changes.all_inserted ? inserted_record() : untouched_record();
     instance_record &own = *fresh;
-    changes.records.insert(&instance, fresh);
+    if (!changes.records.insert(&instance, fresh)) throw std::bad_alloc{}; // never: it had none
     return own;
 }
 
