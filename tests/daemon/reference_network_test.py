@@ -119,11 +119,19 @@ def test_counters_are_those_of_the_kernel_at_this_moment():
     assert int(second["rx_bytes"]) - int(first["rx_bytes"]) >= 100 * 100
 
 
+def has_status(interface, status):
+    """Now, or soon: the kernel tells of cables at most once a second."""
+    return wait_until(lambda: values("interface", interface)["status"] == status,
+                      what=f"{interface} to be {status}")
+
+
 def test_the_status_follows_the_cable():
     Daemon()
-    assert values("interface", "eth1")["status"] == "up"
+    assert has_status("eth1", "up")
     ip("link", "set", "dev", port_of("eth1"), "down")
-    assert values("interface", "eth1")["status"] == "down"
+    assert has_status("eth1", "down")
+    ip("link", "set", "dev", port_of("eth1"), "up")
+    assert has_status("eth1", "up")
 
 
 # ------------------------------------------------------------------------------------------------
