@@ -58,13 +58,6 @@ bool has_few_attributes(std::string_view text)
     return limits.has_few_attributes();
 }
 
-bool has_few_namespaces(std::string_view text)
-{
-    xml_tag_limits limits;
-    limits.look_at(text);
-    return limits.has_few_namespaces();
-}
-
 bool has_plain_encoding(std::string_view text)
 {
     constexpr std::string_view plain[] = {"utf-8", "us-ascii", "ascii", "iso-8859-"};

@@ -42,9 +42,6 @@ void drop_kept_parser();
 /** Whether no tag of the text has more than max_attributes attributes. */
 bool has_few_attributes(std::string_view text);
 
-/** Whether the text declares at most max_namespaces namespaces. */
-bool has_few_namespaces(std::string_view text);
-
 /** Whether the text is in an encoding whose "<" is a "<": others would hide from the checks above.
  */
 bool has_plain_encoding(std::string_view text);

@@ -2,7 +2,6 @@
 
 #include <cstring>
 #include <exception>
-#include <utility>
 
 #include <libxml/SAX2.h>
 #include <libxml/parserInternals.h>
@@ -20,7 +19,7 @@ namespace {
 
 /** One reading of a document. */
 struct reading {
-    xml_source_text *source;
+    xml_source_text &source;
     xml_receiver &receiver;
     xml_tag_limits limits{};
     std::exception_ptr thrown{};
@@ -165,7 +164,7 @@ void on_dtd(void *context, const xmlChar *, const xmlChar *, const xmlChar *)
 int read_source(void *data, char *buffer, int size)
 {
     auto &r = *static_cast<reading *>(data);
-    const int length = r.source->read(buffer, size);
+    const int length = r.source.read(buffer, size);
     if (length <= 0) return length;
     const std::string_view piece{buffer, static_cast<size_t>(length)};
     if (r.is_first_piece && piece.substr(0, 4).find_first_of(not_plain) != piece.npos) {
@@ -193,27 +192,19 @@ xmlSAXHandler handlers()
     return all;
 }
 
-/** Reads a document as read(context) does it. */
-template <typename Read> stream_end stream(reading &r, Read &&read)
+stream_end stream(reading &r)
 {
     const xml_memory_watch watch;
     const xml_silence quiet;
-    const xml_parser context = new_xml_parser();
-    *context->sax = handlers();
-    context->_private = &r;
-    const xml_doc document = read(context.get());
+    const xml_parser parser = new_xml_parser();
+    *parser->sax = handlers();
+    parser->_private = &r;
+    const xml_doc document{
+        xmlCtxtReadIO(parser.get(), read_source, nullptr, &r, nullptr, nullptr, xml_parse_options)};
     if (r.thrown) std::rethrow_exception(r.thrown);
     watch.check();
     if (r.needs_a_tree) return stream_end::needs_a_tree;
     return document && r.limits.has_few_attributes() ? stream_end::complete : stream_end::malformed;
-}
-
-stream_end stream_source(reading &&r)
-{
-    return stream(r, [&](xmlParserCtxt *context) {
-        return xml_doc{
-            xmlCtxtReadIO(context, read_source, nullptr, &r, nullptr, nullptr, xml_parse_options)};
-    });
 }
 
 void stream_children(const xmlNode &element, xml_receiver &receiver)
@@ -237,21 +228,15 @@ void stream_children(const xmlNode &element, xml_receiver &receiver)
 
 stream_end stream_xml(xml_source_text &source, xml_receiver &receiver)
 {
-    return stream_source({&source, receiver});
+    reading r{source, receiver};
+    return stream(r);
 }
 
 stream_end stream_own_xml(xml_source_text &source, xml_receiver &receiver)
 {
-    reading r{&source, receiver};
+    reading r{source, receiver};
     r.is_limited = false;
-    return stream_source(std::move(r));
-}
-
-stream_end stream_xml(const std::string &text, xml_receiver &receiver)
-{
-    reading r{nullptr, receiver};
-    return stream(
-        r, [&](xmlParserCtxt *parser) { return parse_with(*parser, text.c_str(), text.size()); });
+    return stream(r);
 }
 
 void stream_tree(const xmlDoc &document, xml_receiver &receiver)

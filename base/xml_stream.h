@@ -50,7 +50,6 @@ stream_end stream_xml(xml_source_text &source, xml_receiver &receiver);
 
 /** The same for what the daemon itself has written just now: no limits. */
 stream_end stream_own_xml(xml_source_text &source, xml_receiver &receiver);
-stream_end stream_xml(const std::string &text, xml_receiver &receiver);
 
 /** Tells a receiver what a tree holds. */
 void stream_tree(const xmlDoc &document, xml_receiver &receiver);

@@ -102,6 +102,21 @@ size_t plain_length(std::string_view text, plain_in where)
     return length;
 }
 
+/** Of a character that is markup in texts and attributes alike; null for any other. */
+const char *reference_of_markup(unsigned character)
+{
+    switch (character) {
+    case '<':
+        return "&lt;";
+    case '>':
+        return "&gt;";
+    case '&':
+        return "&amp;";
+    default:
+        return nullptr;
+    }
+}
+
 /** What the two kinds of text share; special gives what stands for a character below 0x80. */
 template <typename Special>
 bool append_escaped(std::string &out, std::string_view value, plain_in where, Special &&special)
@@ -183,38 +198,19 @@ void append_plain_element(std::string &out, std::string_view name, std::string_v
 bool append_text(std::string &out, std::string_view value)
 {
     return append_escaped(out, value, plain_in_text, [](unsigned character) {
-        switch (character) {
-        case '<':
-            return "&lt;";
-        case '>':
-            return "&gt;";
-        case '&':
-            return "&amp;";
-        default: // nothing else is not plain
-            return "&#xD;";
-        }
+        const char *markup = reference_of_markup(character);
+        return markup ? markup : "&#xD;"; // nothing else is not plain
     });
 }
 
 bool append_attribute(std::string &out, std::string_view value)
 {
     return append_escaped(out, value, plain_in_attribute, [](unsigned character) {
-        switch (character) {
-        case '"':
-            return "&quot;";
-        case '<':
-            return "&lt;";
-        case '>':
-            return "&gt;";
-        case '&':
-            return "&amp;";
-        case '\n':
-            return "&#10;";
-        case '\r':
-            return "&#13;";
-        default: // nothing else is not plain
-            return "&#9;";
-        }
+        if (const char *markup = reference_of_markup(character)) return markup;
+        return character == '"'    ? "&quot;"
+               : character == '\n' ? "&#10;"
+               : character == '\r' ? "&#13;"
+                                   : "&#9;"; // nothing else is not plain
     });
 }
 

@@ -47,9 +47,8 @@ class config_contents final : public xml_receiver {
     /** The next instance element; false at the end. */
     bool take(instance_element &element);
 
-    /** The name with a number, and how many there are. */
+    /** The name with a number. */
     const char *name_of(uint32_t number) const { return names_[number]->c_str(); }
-    size_t names() const { return names_.size(); }
 
     /** Forgets everything. */
     void clear() { *this = config_contents{}; }

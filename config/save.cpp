@@ -219,11 +219,9 @@ class saved_contents final : public vesk::file_contents {
     {
         vesk::xml_file file{path};
         if (file.failed()) return {"read back", file.failed()};
-        comparison found{instances_};
-        const auto end = vesk::stream_own_xml(file, found);
+        const bool is_held = vesk::holds_config(file, instances_);
         if (file.failed()) return {"read back", file.failed()};
-        if (end != vesk::stream_end::complete || !found.is_same()) return {"check", 0};
-        return {};
+        return is_held ? vesk::replace_failure{} : vesk::replace_failure{"check", 0};
     }
 
   private:
@@ -244,10 +242,10 @@ std::string config_text(const vesk_instances &instances)
     return text;
 }
 
-bool holds_config(const std::string &text, const vesk_instances &instances)
+bool holds_config(xml_source_text &file, const vesk_instances &instances)
 {
     comparison found{instances};
-    return stream_xml(text, found) == stream_end::complete && found.is_same();
+    return stream_own_xml(file, found) == stream_end::complete && found.is_same();
 }
 
 bool save_config(const char *path, const vesk_instances &instances)

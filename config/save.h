@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "base/xml_stream.h"
 #include "vesk/types.h"
 
 namespace vesk {
@@ -10,8 +11,8 @@ namespace vesk {
 /** A configuration as the text of its file. Throws std::bad_alloc. */
 std::string config_text(const vesk_instances &instances);
 
-/** Whether the text of a file reads back as the configuration. Throws std::bad_alloc. */
-bool holds_config(const std::string &text, const vesk_instances &instances);
+/** Whether the text of a file, once it is read, was the configuration. Throws std::bad_alloc. */
+bool holds_config(xml_source_text &file, const vesk_instances &instances);
 
 /** Saves a configuration durably, checking what was written. False, logged, when that fails. */
 bool save_config(const char *path, const vesk_instances &instances);

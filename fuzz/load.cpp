@@ -1,9 +1,7 @@
-#include <unistd.h>
-
-#include "base/file.h"
 #include "config/paths.h"
 #include "core/log.h"
 #include "fuzz/model.h"
+#include "fuzz/startup_file.h"
 #include "fuzz/target.h"
 #include "pipeline/changes.h"
 #include "tests/xml_differential/reference_loader.h"
@@ -47,31 +45,14 @@ std::string printed_collection(const vesk_instances *all)
     return printed([&](std::FILE *stream) { vesk_instances_print(all, stream); });
 }
 
-/** A file of this process in memory, as the startup file; there is neither default nor rescue. */
-void put_startup_file(std::string_view text)
-{
-    static const std::string folder =
-        access("/dev/shm", W_OK) == 0 ? "/dev/shm/vesk-load-" : "/tmp/vesk-load-";
-    static const std::string path = folder + std::to_string(getpid());
-    static const std::string bad = path + ".bad";
-    vesk::config_paths &files = vesk::paths();
-    files.startup = path.c_str();
-    files.startup_bad = bad.c_str();
-    files.rescue = "/nowhere/rescue.xml";
-    std::snprintf(files.default_image, sizeof files.default_image, "/nowhere/default.xml");
-    const vesk::unique_fd fd = vesk::create_afresh(files.startup);
-    vesk::fuzz::require(vesk::write_all(fd.get(), text) == 0, "the file was written");
-}
-
 loading load_by_product(std::string_view text)
 {
-    put_startup_file(text);
+    vesk::fuzz::put_startup_file(text);
     vesk_config_replace_running(vesk_instances_new());
     loading done;
     done.log = logged([&] { done.status = vesk_config_copy_startup_to_running(); });
     done.running = printed_collection(vesk_config_get_running());
-    unlink(vesk::paths().startup);
-    unlink(vesk::paths().startup_bad);
+    vesk::fuzz::remove_startup_file();
     return done;
 }
 

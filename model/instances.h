@@ -115,12 +115,6 @@ struct delete_instances_all {
 };
 using full_instances_ptr = std::unique_ptr<vesk_instances, delete_instances_all>;
 
-/** Owns a collection that nobody else may keep, with its instances. */
-struct free_own_instances_all {
-    void operator()(vesk_instances *instances) const { free_at_once(instances, true); }
-};
-using own_full_instances_ptr = std::unique_ptr<vesk_instances, free_own_instances_all>;
-
 } // namespace vesk
 
 #endif
